@@ -1,0 +1,97 @@
+// The base implementation of IConfigurationSet: a sorted map from path to setting.
+#ifndef ORVANDEL_CONFIGURATION_INTERNAL_CONFIGURATIONSET_H
+#define ORVANDEL_CONFIGURATION_INTERNAL_CONFIGURATIONSET_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/ISetting.h>
+#include <orvandel/configuration/internal/RefCounted.h>
+#include <orvandel/configuration/internal/Setting.h>
+#include <orvandel/configuration/internal/SharedFlag.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+// The plain set type "ConfigurationSet" keeps settings in memory and cannot serialise; the
+// format types derive from it and override serialize() and unserialize(). load() and save() are
+// implemented here once for every type, on top of those two.
+class ConfigurationSet : public RefCounted<IConfigurationSet> {
+  public:
+    using SettingMap = std::map<std::string, AutoRefCounted<ISetting>>;
+
+    ConfigurationSet();
+
+    const std::string* getType() const override;
+    bool capLoadAndSave() const override;
+    void load(const std::string& filePath) override;
+    void save(const std::string& filePath) override;
+    bool capSerialize() const override;
+    void unserialize(const unsigned char* in, size_t inLength) override;
+    void serialize(unsigned char* out, size_t outLength, size_t* reqLength) override;
+    bool checkModified() override;
+    AutoRefCounted<ISetting> retrieveSetting(const std::string& path) override;
+    AutoRefCounted<const ISetting> retrieveLockedSetting(const std::string& path) const override;
+    AutoRefCounted<ISetting> retrieveSettingByIndex(const std::string& branch, uint32_t index,
+                                                    std::string& settingPath) override;
+    AutoRefCounted<const ISetting> retrieveLockedSettingByIndex(
+        const std::string& branch, uint32_t index, std::string& settingPath) const override;
+    AutoRefCounted<ISetting> retrieveSettingByIndex(const char* branch, uint32_t index,
+                                                    const std::string** settingPath) override;
+    AutoRefCounted<const ISetting> retrieveLockedSettingByIndex(
+        const char* branch, uint32_t index, const std::string** settingPath) const override;
+    void insertSetting(const std::string& path, AutoRefCounted<ISetting> setting) override;
+    size_t getSettingCount() const override;
+    void removeSetting(const std::string& path) override;
+    void removeAllSettings() override;
+    bool equals(AutoRefCounted<const IConfigurationSet> r_hand) const override;
+
+  protected:
+    ~ConfigurationSet() override;
+
+    // For readers: a new setting of the given type, already sharing this set's modified flag.
+    AutoRefCounted<Setting> createAttachedSetting(ISetting::Type type) const;
+
+    // For readers, once a whole form has been read into `read`: moves every entry into the set,
+    // replacing the settings at the same paths and keeping all others, then clears the modified
+    // flag. Throws nothing, so a read either changes the set completely or not at all. `read` is
+    // left empty. Derived classes change d_settings only through this operation.
+    void mergeRead(SettingMap& read);
+
+    // For writers, after a successful serialize: the set now counts as unmodified.
+    void clearModified();
+
+    std::string d_type;
+    bool d_capLoadSave;
+    bool d_capSerialize;
+    std::string d_filePath;  // kept empty: every load and save names its file
+    SettingMap d_settings;
+    AutoRefCounted<SharedFlag> d_modifiedFlag;
+
+  private:
+    // Where the last successful by-index lookup ended, so that asking for the next index of the
+    // same branch continues from there instead of walking from the branch's first path again.
+    // Any change of the map forgets it.
+    struct IndexCursor {
+        bool valid = false;
+        std::string branch;
+        uint32_t index = 0;
+        SettingMap::const_iterator position;
+    };
+
+    SettingMap::const_iterator findByIndex(const std::string& branch, uint32_t index) const;
+    void forgetIndexCursor() { d_indexCursor.valid = false; }
+
+    mutable IndexCursor d_indexCursor;
+};
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com
+
+#endif

@@ -1,0 +1,209 @@
+#include <orvandel/configuration/internal/BinaryConfigurationSet.h>
+
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include <orvandel/configuration/internal/BinaryStream.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+namespace {
+
+// The bytes of a length-prefixed field: its 64-bit length, then the bytes themselves.
+void putField(BinaryStreamWriter& writer, const void* bytes, size_t length) {
+    writer.put(static_cast<uint64_t>(length));
+    writer.putBytes(bytes, length);
+}
+
+template <class T>
+void putScalar(BinaryStreamWriter& writer, const ISetting& setting) {
+    T value;
+    setting.getValue(&value);
+    writer.put(value);
+}
+
+void putValue(BinaryStreamWriter& writer, ISetting& setting, ISetting::Type type) {
+    switch (type) {
+        case ISetting::boolType:
+            return putScalar<bool>(writer, setting);
+        case ISetting::ucharType:
+            return putScalar<unsigned char>(writer, setting);
+        case ISetting::uint16Type:
+            return putScalar<uint16_t>(writer, setting);
+        case ISetting::uint32Type:
+            return putScalar<uint32_t>(writer, setting);
+        case ISetting::uint64Type:
+            return putScalar<uint64_t>(writer, setting);
+        case ISetting::charType:
+            return putScalar<signed char>(writer, setting);
+        case ISetting::int16Type:
+            return putScalar<int16_t>(writer, setting);
+        case ISetting::int32Type:
+            return putScalar<int32_t>(writer, setting);
+        case ISetting::int64Type:
+            return putScalar<int64_t>(writer, setting);
+        case ISetting::floatType:
+            return putScalar<float>(writer, setting);
+        case ISetting::doubleType:
+            return putScalar<double>(writer, setting);
+        case ISetting::stringType: {
+            const std::string* value = nullptr;
+            setting.getValue(&value);
+            return putField(writer, value->data(), value->size());
+        }
+        case ISetting::unicodeString: {
+            const std::wstring* value = nullptr;
+            setting.getValue(&value);
+            return putField(writer, value->data(), value->size() * sizeof(wchar_t));
+        }
+        case ISetting::binaryType: {
+            // The writable accessor, as the format has always used: it raises the set's flag,
+            // which a successful serialize clears again.
+            unsigned char* binary = nullptr;
+            size_t length = 0;
+            setting.getBinaryBuffer(&binary, &length);
+            return putField(writer, binary, length);
+        }
+    }
+    // A type outside the known ones: the record ends after its type code.
+}
+
+// Narrow text up to its first NUL byte (all of it when there is none).
+std::string textUpToNul(const unsigned char* bytes, size_t length) {
+    const void* nul = std::memchr(bytes, 0, length);
+    const size_t kept = nul != nullptr ? static_cast<const unsigned char*>(nul) - bytes : length;
+    return std::string(reinterpret_cast<const char*>(bytes), kept);
+}
+
+// Wide text from a byte count: the complete 4-byte units (a remainder of 1 to 3 bytes is
+// skipped), up to the first zero unit.
+std::wstring wideTextUpToNul(const unsigned char* bytes, size_t length) {
+    const size_t units = length / sizeof(wchar_t);
+    std::wstring text;
+    text.reserve(units);
+    for (size_t unit = 0; unit < units; ++unit) {
+        wchar_t character;
+        std::memcpy(&character, bytes + unit * sizeof(wchar_t), sizeof character);
+        if (character == 0) {
+            break;
+        }
+        text.push_back(character);
+    }
+    return text;
+}
+
+template <class T>
+void getScalar(BinaryStreamReader& reader, ISetting& setting) {
+    setting.setValue(reader.get<T>());
+}
+
+void getValue(BinaryStreamReader& reader, ISetting& setting, ISetting::Type type) {
+    switch (type) {
+        case ISetting::boolType:
+            return setting.setValue(reader.get<unsigned char>() != 0);
+        case ISetting::ucharType:
+            return getScalar<unsigned char>(reader, setting);
+        case ISetting::uint16Type:
+            return getScalar<uint16_t>(reader, setting);
+        case ISetting::uint32Type:
+            return getScalar<uint32_t>(reader, setting);
+        case ISetting::uint64Type:
+            return getScalar<uint64_t>(reader, setting);
+        case ISetting::charType:
+            return getScalar<signed char>(reader, setting);
+        case ISetting::int16Type:
+            return getScalar<int16_t>(reader, setting);
+        case ISetting::int32Type:
+            return getScalar<int32_t>(reader, setting);
+        case ISetting::int64Type:
+            return getScalar<int64_t>(reader, setting);
+        case ISetting::floatType:
+            return getScalar<float>(reader, setting);
+        case ISetting::doubleType:
+            return getScalar<double>(reader, setting);
+        case ISetting::stringType: {
+            const uint64_t length = reader.get<uint64_t>();
+            return setting.setValue(textUpToNul(reader.take(length), length));
+        }
+        case ISetting::unicodeString: {
+            const uint64_t length = reader.get<uint64_t>();
+            return setting.setValue(wideTextUpToNul(reader.take(length), length));
+        }
+        case ISetting::binaryType: {
+            // The buffer is sized before the announced length is checked against the input, so a
+            // length no buffer can hold fails with std::bad_alloc.
+            size_t length = reader.get<uint64_t>();
+            setting.resizeBinaryBuffer(&length);
+            const unsigned char* bytes = reader.take(length);
+            unsigned char* binary = nullptr;
+            setting.getBinaryBuffer(&binary, &length);
+            if (length != 0) {
+                std::memcpy(binary, bytes, length);
+            }
+            return;
+        }
+    }
+    throw IConfigurationSet::serializationFailureException;
+}
+
+// Records normally arrive in path order, so each one goes at the end of the map; a later record
+// for a path already read replaces the earlier one.
+void store(ConfigurationSet::SettingMap& read, std::string&& path,
+           AutoRefCounted<ISetting>&& setting) {
+    if (read.empty() || std::prev(read.end())->first < path) {
+        read.emplace_hint(read.end(), std::move(path), std::move(setting));
+    } else {
+        read.insert_or_assign(std::move(path), std::move(setting));
+    }
+}
+
+}  // namespace
+
+BinaryConfigurationSet::BinaryConfigurationSet() {
+    d_type = "BinaryConfigurationSet";
+    d_capLoadSave = true;
+    d_capSerialize = true;
+}
+
+void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, size_t* reqLength) {
+    BinaryStreamWriter writer(out, outLength);
+    for (const SettingMap::value_type& entry : d_settings) {
+        const std::string& path = entry.first;
+        ISetting& setting = *entry.second;
+        putField(writer, path.data(), path.size());
+        const ISetting::Type type = setting.getType();
+        writer.put(static_cast<uint32_t>(type));
+        putValue(writer, setting, type);
+    }
+    *reqLength = writer.position();
+    if (writer.position() > outLength) {
+        if (outLength != 0) {
+            std::memset(out, 0, outLength);
+        }
+        throw outBufferTooSmallException;
+    }
+    clearModified();
+}
+
+void BinaryConfigurationSet::unserialize(const unsigned char* in, size_t inLength) {
+    SettingMap read;
+    BinaryStreamReader reader(in, inLength);
+    while (!reader.atEnd()) {
+        const uint64_t pathLength = reader.get<uint64_t>();
+        std::string path = textUpToNul(reader.take(pathLength), pathLength);
+        const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
+        AutoRefCounted<Setting> setting = createAttachedSetting(type);
+        getValue(reader, *setting, type);
+        store(read, std::move(path), static_pointer_cast<ISetting>(setting));
+    }
+    mergeRead(read);
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

@@ -1,0 +1,71 @@
+// The persistence frame every set type inherits: the default (refusing) serialize and
+// unserialize, and load and save, which move a whole file to or from memory and leave the format
+// to the set's own serialize and unserialize.
+#include <orvandel/configuration/internal/ConfigurationSet.h>
+
+#include <fstream>
+#include <memory>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+void ConfigurationSet::unserialize(const unsigned char*, size_t) {
+    throw unsupportedException;
+}
+
+void ConfigurationSet::serialize(unsigned char*, size_t, size_t* reqLength) {
+    if (reqLength != nullptr) {
+        *reqLength = 0;
+    }
+    throw unsupportedException;
+}
+
+// The stream throws std::ios_base::failure for every failed operation (a missing or unreadable
+// file, a short read). The buffer and the stream are released on every path by their own
+// destructors, and exceptions reach the caller unchanged.
+void ConfigurationSet::load(const std::string& filePath) {
+    if (!d_capLoadSave) {
+        throw unsupportedException;
+    }
+    std::ifstream file;
+    file.exceptions(std::ios_base::failbit);
+    file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::in);
+    file.seekg(0, std::ios_base::end);
+    const size_t serializedLength = static_cast<size_t>(file.tellg());
+    file.seekg(0, std::ios_base::beg);
+    const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
+    file.read(reinterpret_cast<char*>(serialized.get()),
+              static_cast<std::streamsize>(serializedLength));
+    unserialize(serialized.get(), serializedLength);
+    file.close();
+}
+
+// The form is produced whole before the file is opened, so a set that cannot be serialised
+// never creates, truncates or otherwise touches the file.
+void ConfigurationSet::save(const std::string& filePath) {
+    if (!d_capLoadSave) {
+        throw unsupportedException;
+    }
+    std::ofstream file;
+    file.exceptions(std::ios_base::failbit);
+    size_t serializedLength = 0;
+    try {
+        serialize(nullptr, 0, &serializedLength);
+    } catch (ConfigurationSetException exception) {
+        if (exception != outBufferTooSmallException) {
+            throw;
+        }
+    }
+    serializedLength += 1;
+    const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
+    serialize(serialized.get(), serializedLength, &serializedLength);
+    file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::out);
+    file.write(reinterpret_cast<const char*>(serialized.get()),
+               static_cast<std::streamsize>(serializedLength));
+    file.close();
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

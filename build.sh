@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Sets up a fresh machine and builds the project.
+#
+#   ./build.sh            install missing packages, build Release, install into dist/, run the examples
+#   ./build.sh test       the same set-up, then the whole test suite, normally and under
+#                         AddressSanitizer + UndefinedBehaviorSanitizer
+#   ./build.sh bench      build the benchmarks and print their ratio table
+#   ./build.sh fuzz SECS  build the fuzzers with clang and run each for SECS seconds
+set -euo pipefail
+cd "$(dirname "$0")"
+root=$(pwd)
+jobs=$(nproc)
+
+packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev)
+
+ensure_packages() {
+    local missing=()
+    for package in "$@"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||
+            missing+=("$package")
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+        echo "build.sh: installing ${missing[*]}"
+        local sudo=""
+        [ "$(id -u)" -eq 0 ] || sudo="sudo"
+        $sudo apt-get update -qq
+        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    fi
+}
+
+# configure SOURCE_DIR BUILD_DIR [cmake options...]
+configure() {
+    local source=$1 dir=$2
+    shift 2
+    cmake -S "$source" -B "$dir" -G Ninja "$@"
+}
+
+build_release() {
+    configure "$root" build/release -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$root/dist" "$@"
+    cmake --build build/release -j "$jobs"
+}
+
+run_tests() {
+    local dir=$1
+    ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 600
+}
+
+main() {
+    local command=${1:-run}
+    case "$command" in
+        run)
+            ensure_packages "${packages[@]}"
+            build_release -DORVANDEL_BUILD_TESTS=OFF
+            cmake --install build/release
+            if [ -f examples/CMakeLists.txt ]; then
+                configure "$root/examples" build/examples -DCMAKE_PREFIX_PATH="$root/dist"
+                cmake --build build/examples -j "$jobs"
+                cmake --build build/examples --target run-examples
+            fi
+            ;;
+        test)
+            ensure_packages "${packages[@]}"
+            build_release -DORVANDEL_BUILD_TESTS=ON
+            run_tests build/release
+            configure "$root" build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANDEL_SANITIZE=ON
+            cmake --build build/sanitize -j "$jobs"
+            ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+                UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+                run_tests build/sanitize
+            ;;
+        *)
+            echo "usage: ./build.sh [test]" >&2
+            exit 2
+            ;;
+    esac
+}
+
+main "$@"
