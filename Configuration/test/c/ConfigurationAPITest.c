@@ -1,0 +1,636 @@
+/* The flat interface as a C program sees it: compiled as C and linked to the shared library.
+ * Every function is called for its null checks, its outputs and its failures; the last error
+ * message is checked wherever a call fails. Prints one line per failed check and a summary. */
+#include <orvandel/configuration/ConfigurationAPI.h>
+
+#include <stdio.h>
+#include <string.h>
+#include <wchar.h>
+
+static int passed;
+static int failed;
+
+static void check(bool ok, const char* text, const char* file, int line) {
+    if (ok) {
+        ++passed;
+    } else {
+        ++failed;
+        fprintf(stderr, "%s:%d: check failed: %s\n", file, line, text);
+    }
+}
+
+#define CHECK(condition) check((condition), #condition, __FILE__, __LINE__)
+
+/* The calling thread's last error message, in a static buffer. */
+static const char* lastError(void) {
+    static unsigned char text[512];
+    uint32_t required = 0;
+    if (Configuration_getLastErrorMessage(text, sizeof text, &required) != 0) {
+        return "<message does not fit>";
+    }
+    return (const char*)text;
+}
+
+#define CHECK_MESSAGE(expected) \
+    check(strcmp(lastError(), (expected)) == 0, expected, __FILE__, __LINE__)
+
+static const unsigned char* u(const char* text) {
+    return (const unsigned char*)text;
+}
+
+static void* newSet(const char* type) {
+    void* set = NULL;
+    CHECK(ConfigurationSetFactory_createConfigurationSet(u(type), &set) == 0);
+    return set;
+}
+
+static void* newSetting(uint32_t mappedType) {
+    void* setting = NULL;
+    CHECK(ConfigurationSetFactory_createSetting(&setting) == 0);
+    CHECK(Setting_initialize(setting, mappedType) == 0);
+    return setting;
+}
+
+/* Inserts a uint32 setting holding value at path; the caller's reference is given back. */
+static void insertUint32(void* set, const char* path, uint32_t value) {
+    void* setting = newSetting(ConfigurationSettingType_uint32);
+    CHECK(Setting_setUINT32(setting, value) == 0);
+    CHECK(ConfigurationSet_insertSetting(set, u(path), setting) == 0);
+    CHECK(Setting_releaseInstance(setting) == 0);
+}
+
+static uint32_t uint32At(void* set, const char* path) {
+    void* setting = NULL;
+    uint32_t value = 0;
+    CHECK(ConfigurationSet_retrieveSetting(set, u(path), &setting) == 0);
+    CHECK(Setting_getUINT32(setting, &value) == 0);
+    CHECK(Setting_releaseInstance(setting) == 0);
+    return value;
+}
+
+static void theFactoryCreatesSetsOfTheExactTypeNamesOnly(void) {
+    const char* names[] = {"ConfigurationSet", "BinaryConfigurationSet"};
+    const char* wrong[] = {"binaryconfigurationset", "BinaryConfigurationSet ", ""};
+    unsigned char type[64];
+    uint32_t required = 0;
+    void* set = NULL;
+    size_t i;
+    for (i = 0; i < sizeof names / sizeof names[0]; ++i) {
+        set = newSet(names[i]);
+        CHECK(ConfigurationSet_getType(set, type, sizeof type, &required) == 0);
+        CHECK(strcmp((const char*)type, names[i]) == 0);
+        CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    }
+    for (i = 0; i < sizeof wrong / sizeof wrong[0]; ++i) {
+        set = &required;
+        CHECK(ConfigurationSetFactory_createConfigurationSet(u(wrong[i]), &set) ==
+              ConfigurationResult_unsupportedType);
+        CHECK(set == &required);
+    }
+    CHECK_MESSAGE("unknown configuration set type ''");
+    CHECK(ConfigurationSetFactory_createConfigurationSet(NULL, &set) == 1);
+    CHECK_MESSAGE("argument 'type' of ConfigurationSetFactory_createConfigurationSet is null");
+    CHECK(ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), NULL) == 1);
+    CHECK(ConfigurationSetFactory_createSetting(NULL) == 1);
+    CHECK_MESSAGE("argument 'instance' of ConfigurationSetFactory_createSetting is null");
+}
+
+static void everyFunctionRefusesANullHandle(void) {
+    unsigned char bytes[8];
+    wchar_t wide[8];
+    uint32_t number = 0;
+    uint64_t number64 = 0;
+    int16_t signed16 = 0;
+    int32_t signed32 = 0;
+    int64_t signed64 = 0;
+    uint16_t unsigned16 = 0;
+    unsigned char uchar = 0;
+    signed char schar = 0;
+    float single = 0;
+    double twice = 0;
+    bool flag = false;
+    void* handle = NULL;
+    void* other = newSetting(ConfigurationSettingType_bool);
+
+    CHECK(ConfigurationSet_getType(NULL, bytes, sizeof bytes, &number) == 1);
+    CHECK_MESSAGE("argument 'instance' of ConfigurationSet_getType is null");
+    CHECK(ConfigurationSet_capLoadAndSave(NULL, &flag) == 1);
+    CHECK(ConfigurationSet_load(NULL, u("x.cfg")) == 1);
+    CHECK(ConfigurationSet_save(NULL, u("x.cfg")) == 1);
+    CHECK(ConfigurationSet_capSerialize(NULL, &flag) == 1);
+    CHECK(ConfigurationSet_unserialize(NULL, bytes, 0) == 1);
+    CHECK(ConfigurationSet_serialize(NULL, bytes, sizeof bytes, &number) == 1);
+    CHECK(ConfigurationSet_checkModified(NULL, &flag) == 1);
+    CHECK(ConfigurationSet_retrieveSetting(NULL, u("a"), &handle) == 1);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(NULL, u(""), 0, &handle, bytes, 8, &number) == 1);
+    CHECK(ConfigurationSet_insertSetting(NULL, u("a"), other) == 1);
+    CHECK(ConfigurationSet_getSettingCount(NULL, &number) == 1);
+    CHECK(ConfigurationSet_removeSetting(NULL, u("a")) == 1);
+    CHECK(ConfigurationSet_removeAllSettings(NULL) == 1);
+    CHECK(ConfigurationSet_equals(NULL, other, &flag) == 1);
+    CHECK(ConfigurationSet_releaseInstance(NULL) == 1);
+    CHECK_MESSAGE("argument 'instance' of ConfigurationSet_releaseInstance is null");
+
+    CHECK(Setting_initialize(NULL, 1) == 1);
+    CHECK(Setting_getType(NULL, &number) == 1);
+    CHECK(Setting_equals(NULL, other, &flag) == 1);
+    CHECK(Setting_releaseInstance(NULL) == 1);
+    CHECK(Setting_getBoolean(NULL, &number) == 1);
+    CHECK(Setting_setBoolean(NULL, 1) == 1);
+    CHECK(Setting_getUCHAR(NULL, &uchar) == 1);
+    CHECK(Setting_setUCHAR(NULL, 1) == 1);
+    CHECK(Setting_getUINT16(NULL, &unsigned16) == 1);
+    CHECK(Setting_setUINT16(NULL, 1) == 1);
+    CHECK(Setting_getUINT32(NULL, &number) == 1);
+    CHECK(Setting_setUINT32(NULL, 1) == 1);
+    CHECK(Setting_getUINT64(NULL, &number64) == 1);
+    CHECK(Setting_setUINT64(NULL, 1) == 1);
+    CHECK(Setting_getCHAR(NULL, &schar) == 1);
+    CHECK(Setting_setCHAR(NULL, 1) == 1);
+    CHECK(Setting_getINT16(NULL, &signed16) == 1);
+    CHECK(Setting_setINT16(NULL, 1) == 1);
+    CHECK(Setting_getINT32(NULL, &signed32) == 1);
+    CHECK(Setting_setINT32(NULL, 1) == 1);
+    CHECK(Setting_getINT64(NULL, &signed64) == 1);
+    CHECK(Setting_setINT64(NULL, 1) == 1);
+    CHECK(Setting_getFLOAT(NULL, &single) == 1);
+    CHECK(Setting_setFLOAT(NULL, 1) == 1);
+    CHECK(Setting_getDOUBLE(NULL, &twice) == 1);
+    CHECK(Setting_setDOUBLE(NULL, 1) == 1);
+    CHECK(Setting_getString(NULL, bytes, sizeof bytes, &number) == 1);
+    CHECK(Setting_setString(NULL, u("x")) == 1);
+    CHECK(Setting_getUnicodeString(NULL, wide, 8, &number) == 1);
+    CHECK(Setting_setUnicodeString(NULL, L"x") == 1);
+    CHECK(Setting_getBinaryBuffer(NULL, bytes, sizeof bytes, &number) == 1);
+    CHECK(Setting_setBinaryBuffer(NULL, bytes, sizeof bytes) == 1);
+    CHECK(Setting_getBinaryLength(NULL, &number) == 1);
+    CHECK(Setting_resizeBinaryBuffer(NULL, &number) == 1);
+    CHECK_MESSAGE("argument 'instance' of Setting_resizeBinaryBuffer is null");
+    CHECK(handle == NULL);
+    CHECK(Setting_releaseInstance(other) == 0);
+}
+
+/* Each null pointer after the handle gives 1 and changes nothing: the set stays empty and
+ * unmodified, the setting keeps its value and outputs keep what the caller put there. */
+static void nullArgumentsAreRefusedWithoutSideEffects(void) {
+    void* set = newSet("BinaryConfigurationSet");
+    void* setting = newSetting(ConfigurationSettingType_uint32);
+    void* handle = &set;
+    unsigned char bytes[8] = "keep";
+    uint32_t number = 99;
+    bool flag = false;
+
+    CHECK(ConfigurationSet_getType(set, bytes, sizeof bytes, NULL) == 1);
+    CHECK_MESSAGE("argument 'reqLength' of ConfigurationSet_getType is null");
+    CHECK(ConfigurationSet_getType(set, NULL, 5, &number) == 1);
+    CHECK_MESSAGE("argument 'buffer' of ConfigurationSet_getType is null");
+    CHECK(ConfigurationSet_capLoadAndSave(set, NULL) == 1);
+    CHECK(ConfigurationSet_load(set, NULL) == 1);
+    CHECK(ConfigurationSet_save(set, NULL) == 1);
+    CHECK(ConfigurationSet_capSerialize(set, NULL) == 1);
+    CHECK(ConfigurationSet_unserialize(set, NULL, 0) == 1);
+    CHECK_MESSAGE("argument 'in' of ConfigurationSet_unserialize is null");
+    CHECK(ConfigurationSet_serialize(set, NULL, 4, &number) == 1);
+    CHECK(ConfigurationSet_serialize(set, bytes, sizeof bytes, NULL) == 1);
+    CHECK(ConfigurationSet_checkModified(set, NULL) == 1);
+    CHECK(ConfigurationSet_retrieveSetting(set, NULL, &handle) == 1);
+    CHECK(ConfigurationSet_retrieveSetting(set, u("a"), NULL) == 1);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, NULL, 0, &handle, bytes, 8, &number) == 1);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, NULL, bytes, 8, &number) == 1);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, NULL, 8, &number) == 1);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, bytes, 8, NULL) == 1);
+    CHECK_MESSAGE(
+        "argument 'reqPathBufferLengthCharsInclNULL' of "
+        "ConfigurationSet_retrieveSettingByIndex is null");
+    CHECK(ConfigurationSet_insertSetting(set, NULL, setting) == 1);
+    CHECK(ConfigurationSet_insertSetting(set, u("a"), NULL) == 1);
+    CHECK(ConfigurationSet_getSettingCount(set, NULL) == 1);
+    CHECK(ConfigurationSet_removeSetting(set, NULL) == 1);
+    CHECK(ConfigurationSet_equals(set, NULL, &flag) == 1);
+    CHECK(ConfigurationSet_equals(set, set, NULL) == 1);
+
+    CHECK(Setting_setUINT32(setting, 5) == 0);
+    CHECK(Setting_getType(setting, NULL) == 1);
+    CHECK(Setting_equals(setting, NULL, &flag) == 1);
+    CHECK(Setting_equals(setting, setting, NULL) == 1);
+    CHECK(Setting_getUINT32(setting, NULL) == 1);
+    CHECK_MESSAGE("argument 'value' of Setting_getUINT32 is null");
+    CHECK(Setting_getString(setting, NULL, 3, &number) == 1);
+    CHECK(Setting_getString(setting, bytes, 3, NULL) == 1);
+    CHECK(Setting_setString(setting, NULL) == 1);
+    CHECK(Setting_getUnicodeString(setting, NULL, 3, &number) == 1);
+    CHECK(Setting_setUnicodeString(setting, NULL) == 1);
+    CHECK(Setting_getBinaryBuffer(setting, NULL, 3, &number) == 1);
+    CHECK(Setting_setBinaryBuffer(setting, NULL, 0) == 1);
+    CHECK(Setting_getBinaryLength(setting, NULL) == 1);
+    CHECK(Setting_resizeBinaryBuffer(setting, NULL) == 1);
+
+    CHECK(handle == &set && number == 99 && strcmp((const char*)bytes, "keep") == 0);
+    CHECK(ConfigurationSet_getSettingCount(set, &number) == 0 && number == 0);
+    CHECK(ConfigurationSet_checkModified(set, &flag) == 0 && !flag);
+    CHECK(Setting_getUINT32(setting, &number) == 0 && number == 5);
+    CHECK(Setting_releaseInstance(setting) == 0);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+}
+
+static void theTypeNameFollowsTheOutputBufferProtocol(void) {
+    void* set = newSet("BinaryConfigurationSet");
+    unsigned char name[23];
+    uint32_t required = 0;
+    memset(name, 'x', sizeof name);
+    CHECK(ConfigurationSet_getType(set, name, 22, &required) == 6);
+    CHECK(required == 23 && name[0] == 'x');
+    CHECK_MESSAGE("buffer too small: 23 required, 22 available");
+    required = 0;
+    CHECK(ConfigurationSet_getType(set, NULL, 0, &required) == 6 && required == 23);
+    CHECK(ConfigurationSet_getType(set, name, 23, &required) == 0 && required == 23);
+    CHECK(strcmp((const char*)name, "BinaryConfigurationSet") == 0);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+}
+
+static void capabilitiesFollowTheSetType(void) {
+    void* plain = newSet("ConfigurationSet");
+    void* binary = newSet("BinaryConfigurationSet");
+    bool loadSave = true;
+    bool serialize = true;
+    CHECK(ConfigurationSet_capLoadAndSave(plain, &loadSave) == 0 && !loadSave);
+    CHECK(ConfigurationSet_capSerialize(plain, &serialize) == 0 && !serialize);
+    CHECK(ConfigurationSet_capLoadAndSave(binary, &loadSave) == 0 && loadSave);
+    CHECK(ConfigurationSet_capSerialize(binary, &serialize) == 0 && serialize);
+    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+    CHECK(ConfigurationSet_releaseInstance(binary) == 0);
+}
+
+static void serializingTwiceWithTheReportedLengthRoundTrips(void) {
+    void* set = newSet("BinaryConfigurationSet");
+    void* copy = newSet("BinaryConfigurationSet");
+    void* plain = newSet("ConfigurationSet");
+    unsigned char form[256];
+    uint32_t required = 0;
+    uint32_t kept = 1234;
+    bool equal = false;
+    bool modified = false;
+
+    CHECK(ConfigurationSet_serialize(set, NULL, 0, &required) == 0 && required == 0);
+    insertUint32(set, "group/value", 7);
+    insertUint32(set, "group/other", 8);
+    CHECK(ConfigurationSet_serialize(set, NULL, 0, &required) == 6);
+    CHECK(required > 0 && required <= sizeof form);
+    {
+        char expected[64];
+        snprintf(expected, sizeof expected, "buffer too small: %u required, 0 available",
+                 (unsigned)required);
+        CHECK(strcmp(lastError(), expected) == 0);
+    }
+    CHECK(ConfigurationSet_serialize(set, form, required, &kept) == 0 && kept == required);
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && !modified);
+    CHECK(ConfigurationSet_unserialize(copy, form, required) == 0);
+    CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
+    CHECK(uint32At(copy, "group/value") == 7);
+
+    kept = 1234;
+    CHECK(ConfigurationSet_serialize(plain, form, sizeof form, &kept) == 4 && kept == 1234);
+    CHECK_MESSAGE("a set of type 'ConfigurationSet' cannot serialize");
+    CHECK(ConfigurationSet_unserialize(plain, form, required) == 4);
+    CHECK_MESSAGE("a set of type 'ConfigurationSet' cannot unserialize");
+    CHECK(ConfigurationSet_unserialize(copy, form, required - 1) == 5);
+    CHECK_MESSAGE("not a valid 'BinaryConfigurationSet' form");
+    CHECK(ConfigurationSet_unserialize(copy, form, 0) == 0);
+    CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
+
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK(ConfigurationSet_releaseInstance(copy) == 0);
+    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+}
+
+static void fileFailuresAreStoppedAtTheBoundary(void) {
+    void* set = newSet("BinaryConfigurationSet");
+    void* loaded = newSet("BinaryConfigurationSet");
+    void* plain = newSet("ConfigurationSet");
+    bool equal = false;
+    FILE* probe;
+
+    insertUint32(set, "group/value", 7);
+    CHECK(ConfigurationSet_save(set, u("capi-test.cfg")) == 0);
+    CHECK(ConfigurationSet_load(loaded, u("capi-test.cfg")) == 0);
+    CHECK(ConfigurationSet_equals(set, loaded, &equal) == 0 && equal);
+
+    CHECK(ConfigurationSet_load(loaded, u("capi-missing.cfg")) ==
+          ConfigurationResult_serializationFailure);
+    CHECK_MESSAGE("cannot open 'capi-missing.cfg': No such file or directory");
+    CHECK(ConfigurationSet_save(set, u("capi-no-such-directory/x.cfg")) == 5);
+    CHECK_MESSAGE("cannot write 'capi-no-such-directory/x.cfg': No such file or directory");
+    CHECK(ConfigurationSet_equals(set, loaded, &equal) == 0 && equal);
+
+    CHECK(ConfigurationSet_save(plain, u("capi-plain.cfg")) == 4);
+    CHECK_MESSAGE("a set of type 'ConfigurationSet' cannot save");
+    probe = fopen("capi-plain.cfg", "rb");
+    CHECK(probe == NULL);
+    CHECK(ConfigurationSet_load(plain, u("capi-test.cfg")) == 4);
+
+    remove("capi-test.cfg");
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK(ConfigurationSet_releaseInstance(loaded) == 0);
+    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+}
+
+static void lookupsInsertionAndRemovalReportPathsInTheirCodes(void) {
+    void* set = newSet("ConfigurationSet");
+    void* setting = newSetting(ConfigurationSettingType_uint32);
+    void* found = &set;
+    uint32_t count = 99;
+    bool modified = false;
+
+    CHECK(ConfigurationSet_retrieveSetting(set, u("a/b"), &found) == 7 && found == &set);
+    CHECK_MESSAGE("no setting at path 'a/b'");
+    CHECK(ConfigurationSet_insertSetting(set, u("a/b"), setting) == 0);
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && modified);
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && !modified);
+    CHECK(ConfigurationSet_insertSetting(set, u("a/b"), setting) == 8);
+    CHECK_MESSAGE("setting exists at path 'a/b'");
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && !modified);
+    CHECK(ConfigurationSet_retrieveSetting(set, u("a/b"), &found) == 0 && found == setting);
+    CHECK(Setting_releaseInstance(found) == 0);
+
+    /* A change through the caller's handle is a change of the stored setting. */
+    CHECK(Setting_setUINT32(setting, 11) == 0);
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && modified);
+    CHECK(uint32At(set, "a/b") == 11);
+
+    CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 1);
+    CHECK(ConfigurationSet_removeSetting(set, u("x")) == 7);
+    CHECK_MESSAGE("no setting at path 'x'");
+    CHECK(ConfigurationSet_removeSetting(set, u("a/b")) == 0);
+    CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 0);
+    insertUint32(set, "c", 1);
+    insertUint32(set, "d", 2);
+    CHECK(ConfigurationSet_removeAllSettings(set) == 0);
+    CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 0);
+    CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && modified);
+
+    CHECK(Setting_releaseInstance(setting) == 0);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+}
+
+static void enumerationHandsOutSettingsEvenWhenThePathDoesNotFit(void) {
+    const char* paths[] = {"a", "a/b", "a/c", "ab", "b"};
+    void* set = newSet("ConfigurationSet");
+    void* found = NULL;
+    unsigned char path[8];
+    uint32_t required = 0;
+    uint32_t i;
+    for (i = 0; i < 5; ++i) {
+        insertUint32(set, paths[i], i);
+    }
+    for (i = 0; i < 4; ++i) {
+        CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a"), i, &found, path, sizeof path,
+                                                      &required) == 0);
+        CHECK(strcmp((const char*)path, paths[i]) == 0 && required == strlen(paths[i]) + 1);
+        CHECK(Setting_releaseInstance(found) == 0);
+    }
+    found = &set;
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a"), 4, &found, path, sizeof path,
+                                                  &required) == 7);
+    CHECK(found == &set);
+    CHECK_MESSAGE("no setting at index 4 under branch 'a'");
+
+    memset(path, 'x', sizeof path);
+    required = 0;
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a/"), 1, &found, path, 3, &required) ==
+          0);
+    CHECK(required == 4 && path[0] == 'x');
+    CHECK(found != &set);
+    {
+        uint32_t value = 0;
+        CHECK(Setting_getUINT32(found, &value) == 0 && value == 2);
+    }
+    CHECK(Setting_releaseInstance(found) == 0);
+    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 4, &found, NULL, 0, &required) == 0);
+    CHECK(required == 2);
+    CHECK(Setting_releaseInstance(found) == 0);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+}
+
+static void setsCompareTheirPathsAndValues(void) {
+    void* binary = newSet("BinaryConfigurationSet");
+    void* plain = newSet("ConfigurationSet");
+    bool equal = false;
+    insertUint32(binary, "x", 1);
+    insertUint32(plain, "y", 1);
+    CHECK(ConfigurationSet_equals(binary, plain, &equal) == 0 && !equal);
+    CHECK(ConfigurationSet_removeAllSettings(plain) == 0);
+    insertUint32(plain, "x", 1);
+    CHECK(ConfigurationSet_equals(binary, plain, &equal) == 0 && equal);
+    CHECK(ConfigurationSet_releaseInstance(binary) == 0);
+    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+}
+
+static void typeCodesRoundTripAndOutOfRangeCodesAreRefused(void) {
+    void* setting = newSetting(ConfigurationSettingType_int32);
+    uint32_t code;
+    uint32_t read = 0;
+    for (code = 1; code <= 14; ++code) {
+        CHECK(Setting_initialize(setting, code) == 0);
+        CHECK(Setting_getType(setting, &read) == 0 && read == code);
+    }
+    CHECK(Setting_initialize(setting, 0) == 1);
+    CHECK_MESSAGE("type code 0 is not between 1 and 14");
+    CHECK(Setting_initialize(setting, 15) == 1);
+    CHECK(Setting_getType(setting, &read) == 0 && read == 14);
+    CHECK(Setting_releaseInstance(setting) == 0);
+}
+
+static void aFreshSettingIsABooleanHoldingFalse(void) {
+    void* setting = NULL;
+    uint32_t value = 7;
+    CHECK(ConfigurationSetFactory_createSetting(&setting) == 0);
+    CHECK(Setting_getType(setting, &value) == 0 && value == ConfigurationSettingType_bool);
+    CHECK(Setting_getBoolean(setting, &value) == 0 && value == 0);
+    CHECK(Setting_setBoolean(setting, 2) == 0);
+    CHECK(Setting_getBoolean(setting, &value) == 0 && value == 1);
+    CHECK(Setting_releaseInstance(setting) == 0);
+}
+
+/* Sets and reads one scalar type, then checks that another type is refused. */
+#define CHECK_SCALAR(CODE, SUFFIX, CTYPE, VALUE)                                   \
+    do {                                                                           \
+        CTYPE read = 0;                                                            \
+        CHECK(Setting_initialize(setting, CODE) == 0);                             \
+        CHECK(Setting_set##SUFFIX(setting, VALUE) == 0);                           \
+        CHECK(Setting_get##SUFFIX(setting, &read) == 0 && read == (CTYPE)(VALUE)); \
+        CHECK(Setting_initialize(setting, CODE == 4 ? 8 : 4) == 0);                \
+        read = 0;                                                                  \
+        CHECK(Setting_get##SUFFIX(setting, &read) == 3 && read == 0);              \
+        CHECK(Setting_set##SUFFIX(setting, VALUE) == 3);                           \
+    } while (0)
+
+static void scalarsRoundTripAndRefuseOtherTypes(void) {
+    void* setting = newSetting(ConfigurationSettingType_bool);
+    int32_t kept = 42;
+    CHECK_SCALAR(2, UCHAR, unsigned char, 200);
+    CHECK_SCALAR(3, UINT16, uint16_t, 65000);
+    CHECK_SCALAR(4, UINT32, uint32_t, 4000000000u);
+    CHECK_SCALAR(5, UINT64, uint64_t, 18000000000000000000u);
+    CHECK_SCALAR(6, CHAR, signed char, -100);
+    CHECK_SCALAR(7, INT16, int16_t, -32000);
+    CHECK_SCALAR(8, INT32, int32_t, -2000000000);
+    CHECK_SCALAR(9, INT64, int64_t, -9000000000000000000);
+    CHECK_SCALAR(10, FLOAT, float, 1.5f);
+    CHECK_SCALAR(11, DOUBLE, double, -2.25);
+
+    CHECK(Setting_initialize(setting, ConfigurationSettingType_uint32) == 0);
+    CHECK(Setting_getINT32(setting, &kept) == 3 && kept == 42);
+    CHECK_MESSAGE("type 'int32' expected, setting holds 'uint32'");
+    CHECK(Setting_setBoolean(setting, 1) == 3);
+    CHECK_MESSAGE("type 'bool' expected, setting holds 'uint32'");
+    CHECK(Setting_releaseInstance(setting) == 0);
+}
+
+static void textValuesFollowTheOutputBufferProtocol(void) {
+    void* text = newSetting(ConfigurationSettingType_string);
+    void* wide = newSetting(ConfigurationSettingType_unicodeString);
+    unsigned char narrow[8];
+    wchar_t wideText[6];
+    uint32_t required = 0;
+
+    CHECK(Setting_getString(text, narrow, 1, &required) == 0);
+    CHECK(required == 1 && narrow[0] == '\0');
+    required = 0;
+    CHECK(Setting_getString(text, NULL, 0, &required) == 6 && required == 1);
+    CHECK(Setting_setString(text, u("hello")) == 0);
+    memset(narrow, 'x', sizeof narrow);
+    CHECK(Setting_getString(text, narrow, 5, &required) == 6 && required == 6);
+    CHECK(narrow[0] == 'x');
+    CHECK(Setting_getString(text, narrow, 6, &required) == 0);
+    CHECK(strcmp((const char*)narrow, "hello") == 0 && narrow[6] == 'x');
+
+    CHECK(Setting_setUnicodeString(wide, L"h\u00e9llo") == 0);
+    CHECK(Setting_getUnicodeString(wide, wideText, 5, &required) == 6 && required == 6);
+    CHECK(Setting_getUnicodeString(wide, wideText, 6, &required) == 0 && required == 6);
+    CHECK(wcscmp(wideText, L"h\u00e9llo") == 0);
+
+    required = 77;
+    CHECK(Setting_getString(wide, narrow, sizeof narrow, &required) == 3 && required == 77);
+    CHECK_MESSAGE("type 'string' expected, setting holds 'unicodeString'");
+    CHECK(Setting_setUnicodeString(text, L"x") == 3);
+    CHECK(Setting_releaseInstance(text) == 0);
+    CHECK(Setting_releaseInstance(wide) == 0);
+}
+
+static void binaryValuesKeepTheirLengthUntilResized(void) {
+    void* setting = newSetting(ConfigurationSettingType_binary);
+    unsigned char ten[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    unsigned char read[10];
+    uint32_t length = 4;
+    uint32_t required = 99;
+
+    CHECK(Setting_getBinaryBuffer(setting, NULL, 0, &required) == 0 && required == 0);
+    CHECK(Setting_resizeBinaryBuffer(setting, &length) == 0 && length == 4);
+    CHECK(Setting_setBinaryBuffer(setting, ten, sizeof ten) == 0);
+    CHECK(Setting_getBinaryLength(setting, &length) == 0 && length == 4);
+    CHECK(Setting_getBinaryBuffer(setting, read, 3, &required) == 6 && required == 4);
+    CHECK(Setting_getBinaryBuffer(setting, read, sizeof read, &required) == 0 && required == 4);
+    CHECK(memcmp(read, ten, 4) == 0);
+
+    length = 10;
+    CHECK(Setting_resizeBinaryBuffer(setting, &length) == 0 && length == 10);
+    CHECK(Setting_setBinaryBuffer(setting, ten, sizeof ten) == 0);
+    memset(read, 0, sizeof read);
+    CHECK(Setting_getBinaryBuffer(setting, read, sizeof read, &required) == 0 && required == 10);
+    CHECK(memcmp(read, ten, sizeof ten) == 0);
+
+    CHECK(Setting_initialize(setting, ConfigurationSettingType_uint32) == 0);
+    length = 5;
+    CHECK(Setting_getBinaryLength(setting, &length) == 3 && length == 5);
+    CHECK(Setting_resizeBinaryBuffer(setting, &length) == 3 && length == 5);
+    CHECK(Setting_setBinaryBuffer(setting, ten, 1) == 3);
+    CHECK_MESSAGE("type 'binary' expected, setting holds 'uint32'");
+    CHECK(Setting_releaseInstance(setting) == 0);
+}
+
+static void settingsCompareTypeAndValue(void) {
+    void* a = newSetting(ConfigurationSettingType_uint32);
+    void* b = newSetting(ConfigurationSettingType_uint32);
+    bool equal = false;
+    CHECK(Setting_equals(a, b, &equal) == 0 && equal);
+    CHECK(Setting_setUINT32(b, 3) == 0);
+    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
+    CHECK(Setting_initialize(b, ConfigurationSettingType_int32) == 0);
+    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
+    CHECK(Setting_releaseInstance(a) == 0);
+    CHECK(Setting_releaseInstance(b) == 0);
+}
+
+/* Run under AddressSanitizer, these would report any object freed too early. */
+static void handlesKeepObjectsAliveAcrossTheirOwners(void) {
+    void* set = newSet("BinaryConfigurationSet");
+    void* setting = newSetting(ConfigurationSettingType_uint32);
+    void* retrieved = NULL;
+    uint32_t value = 0;
+
+    CHECK(Setting_setUINT32(setting, 5) == 0);
+    CHECK(ConfigurationSet_insertSetting(set, u("kept"), setting) == 0);
+    CHECK(Setting_releaseInstance(setting) == 0);
+    CHECK(uint32At(set, "kept") == 5);
+
+    CHECK(ConfigurationSet_retrieveSetting(set, u("kept"), &retrieved) == 0);
+    CHECK(Setting_releaseInstance(retrieved) == 0);
+    CHECK(uint32At(set, "kept") == 5);
+
+    CHECK(ConfigurationSet_retrieveSetting(set, u("kept"), &retrieved) == 0);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK(Setting_setUINT32(retrieved, 6) == 0);
+    CHECK(Setting_getUINT32(retrieved, &value) == 0 && value == 6);
+    CHECK(Setting_releaseInstance(retrieved) == 0);
+}
+
+static void theLastErrorMessageIsKeptUntilTheNextFailure(void) {
+    void* set = newSet("ConfigurationSet");
+    void* found = NULL;
+    unsigned char text[8];
+    uint32_t required = 0;
+    uint32_t count = 0;
+
+    CHECK(ConfigurationSet_retrieveSetting(set, u("a/b"), &found) == 7);
+    CHECK(ConfigurationSet_getSettingCount(set, &count) == 0);
+    CHECK_MESSAGE("no setting at path 'a/b'");
+
+    memset(text, 'x', sizeof text);
+    CHECK(Configuration_getLastErrorMessage(text, sizeof text, &required) == 6);
+    CHECK(required == strlen("no setting at path 'a/b'") + 1 && text[0] == 'x');
+    CHECK(Configuration_getLastErrorMessage(NULL, 0, &required) == 6);
+    CHECK(Configuration_getLastErrorMessage(NULL, 4, &required) == 1);
+    CHECK(Configuration_getLastErrorMessage(text, sizeof text, NULL) == 1);
+    CHECK_MESSAGE("no setting at path 'a/b'");
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+}
+
+int main(void) {
+    unsigned char text[4];
+    uint32_t required = 99;
+    /* Before any failure the message is empty. */
+    CHECK(Configuration_getLastErrorMessage(text, sizeof text, &required) == 0 && required == 1);
+    CHECK(text[0] == '\0');
+
+    theFactoryCreatesSetsOfTheExactTypeNamesOnly();
+    everyFunctionRefusesANullHandle();
+    nullArgumentsAreRefusedWithoutSideEffects();
+    theTypeNameFollowsTheOutputBufferProtocol();
+    capabilitiesFollowTheSetType();
+    serializingTwiceWithTheReportedLengthRoundTrips();
+    fileFailuresAreStoppedAtTheBoundary();
+    lookupsInsertionAndRemovalReportPathsInTheirCodes();
+    enumerationHandsOutSettingsEvenWhenThePathDoesNotFit();
+    setsCompareTheirPathsAndValues();
+    typeCodesRoundTripAndOutOfRangeCodesAreRefused();
+    aFreshSettingIsABooleanHoldingFalse();
+    scalarsRoundTripAndRefuseOtherTypes();
+    textValuesFollowTheOutputBufferProtocol();
+    binaryValuesKeepTheirLengthUntilResized();
+    settingsCompareTypeAndValue();
+    handlesKeepObjectsAliveAcrossTheirOwners();
+    theLastErrorMessageIsKeptUntilTheNextFailure();
+
+    printf("%d passed, %d failed\n", passed, failed);
+    return failed == 0 ? 0 : 1;
+}
