@@ -280,85 +280,27 @@ uint32_t Setting_setBoolean(void* instance, uint32_t value) {
     return setScalar(__func__, instance, value != 0, ISetting::boolType);
 }
 
-uint32_t Setting_getUCHAR(void* instance, unsigned char* value) {
-    return getScalar(__func__, instance, value, ISetting::ucharType);
-}
+// Each scalar type has a getter and a setter of the same shape.
+#define ORVANDEL_SCALAR_FUNCTIONS(SUFFIX, T, TYPE)                   \
+    uint32_t Setting_get##SUFFIX(void* instance, T* value) {         \
+        return getScalar(__func__, instance, value, ISetting::TYPE); \
+    }                                                                \
+    uint32_t Setting_set##SUFFIX(void* instance, T value) {          \
+        return setScalar(__func__, instance, value, ISetting::TYPE); \
+    }
 
-uint32_t Setting_setUCHAR(void* instance, unsigned char value) {
-    return setScalar(__func__, instance, value, ISetting::ucharType);
-}
+ORVANDEL_SCALAR_FUNCTIONS(UCHAR, unsigned char, ucharType)
+ORVANDEL_SCALAR_FUNCTIONS(UINT16, uint16_t, uint16Type)
+ORVANDEL_SCALAR_FUNCTIONS(UINT32, uint32_t, uint32Type)
+ORVANDEL_SCALAR_FUNCTIONS(UINT64, uint64_t, uint64Type)
+ORVANDEL_SCALAR_FUNCTIONS(CHAR, signed char, charType)
+ORVANDEL_SCALAR_FUNCTIONS(INT16, int16_t, int16Type)
+ORVANDEL_SCALAR_FUNCTIONS(INT32, int32_t, int32Type)
+ORVANDEL_SCALAR_FUNCTIONS(INT64, int64_t, int64Type)
+ORVANDEL_SCALAR_FUNCTIONS(FLOAT, float, floatType)
+ORVANDEL_SCALAR_FUNCTIONS(DOUBLE, double, doubleType)
 
-uint32_t Setting_getUINT16(void* instance, uint16_t* value) {
-    return getScalar(__func__, instance, value, ISetting::uint16Type);
-}
-
-uint32_t Setting_setUINT16(void* instance, uint16_t value) {
-    return setScalar(__func__, instance, value, ISetting::uint16Type);
-}
-
-uint32_t Setting_getUINT32(void* instance, uint32_t* value) {
-    return getScalar(__func__, instance, value, ISetting::uint32Type);
-}
-
-uint32_t Setting_setUINT32(void* instance, uint32_t value) {
-    return setScalar(__func__, instance, value, ISetting::uint32Type);
-}
-
-uint32_t Setting_getUINT64(void* instance, uint64_t* value) {
-    return getScalar(__func__, instance, value, ISetting::uint64Type);
-}
-
-uint32_t Setting_setUINT64(void* instance, uint64_t value) {
-    return setScalar(__func__, instance, value, ISetting::uint64Type);
-}
-
-uint32_t Setting_getCHAR(void* instance, signed char* value) {
-    return getScalar(__func__, instance, value, ISetting::charType);
-}
-
-uint32_t Setting_setCHAR(void* instance, signed char value) {
-    return setScalar(__func__, instance, value, ISetting::charType);
-}
-
-uint32_t Setting_getINT16(void* instance, int16_t* value) {
-    return getScalar(__func__, instance, value, ISetting::int16Type);
-}
-
-uint32_t Setting_setINT16(void* instance, int16_t value) {
-    return setScalar(__func__, instance, value, ISetting::int16Type);
-}
-
-uint32_t Setting_getINT32(void* instance, int32_t* value) {
-    return getScalar(__func__, instance, value, ISetting::int32Type);
-}
-
-uint32_t Setting_setINT32(void* instance, int32_t value) {
-    return setScalar(__func__, instance, value, ISetting::int32Type);
-}
-
-uint32_t Setting_getINT64(void* instance, int64_t* value) {
-    return getScalar(__func__, instance, value, ISetting::int64Type);
-}
-
-uint32_t Setting_setINT64(void* instance, int64_t value) {
-    return setScalar(__func__, instance, value, ISetting::int64Type);
-}
-
-uint32_t Setting_getFLOAT(void* instance, float* value) {
-    return getScalar(__func__, instance, value, ISetting::floatType);
-}
-
-uint32_t Setting_setFLOAT(void* instance, float value) {
-    return setScalar(__func__, instance, value, ISetting::floatType);
-}
-
-uint32_t Setting_getDOUBLE(void* instance, double* value) {
-    return getScalar(__func__, instance, value, ISetting::doubleType);
-}
-
-uint32_t Setting_setDOUBLE(void* instance, double value) {
-    return setScalar(__func__, instance, value, ISetting::doubleType);
-}
+#undef ORVANDEL_SCALAR_FUNCTIONS
 
 uint32_t Setting_getString(void* instance, unsigned char* value, uint32_t bufLength,
                            uint32_t* reqLength) {
