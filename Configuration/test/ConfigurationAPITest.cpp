@@ -3,6 +3,7 @@
 // exceptions that no family translates.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -213,4 +214,15 @@ TEST(ConfigurationAPIFactory, BothEntryPointsReachTheSameFactory) {
     EXPECT_EQ("ConfigurationSetFactory", *getFactory()->getFactoryType());
     EXPECT_THROW(factory->createConfigurationSet("configurationSet"),
                  IConfigurationSetFactory::ConfigurationSetFactoryException);
+}
+
+TEST(ConfigurationAPIText, AValueHoldingANulIsCopiedUpToItWhileTheLengthCountsItAll) {
+    AutoRefCounted<ISetting> setting(new Setting());
+    setting->initialize(ISetting::stringType);
+    setting->setValue(std::string("ab\0cd", 5));
+    unsigned char text[8] = {'x', 'x', 'x', 'x', 'x', 'x', 'x', 'x'};
+    uint32_t required = 0;
+    ASSERT_EQ(0u, Setting_getString(setting.operator->(), text, sizeof text, &required));
+    EXPECT_EQ(6u, required);
+    EXPECT_EQ(0, std::memcmp(text, "ab\0xxxxx", sizeof text));
 }
