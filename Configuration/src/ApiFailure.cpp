@@ -2,11 +2,16 @@
 // ended it, and keeps the text per thread. Nothing is printed.
 #include <orvandel/configuration/internal/ApiFailure.h>
 
+#include <cerrno>
 #include <cstring>
 #include <ios>
 #include <new>
 #include <stdexcept>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -16,6 +21,7 @@
 #include <orvandel/configuration/ConfigurationAPI.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/internal/XMLValueText.h>
 
 namespace com {
 namespace orvandel {
@@ -28,13 +34,6 @@ thread_local std::string sd_lastErrorMessage;
 // Set when the message itself could not be composed for lack of memory.
 thread_local bool sd_outOfMemory = false;
 const std::string sd_outOfMemoryMessage("out of memory");
-
-const char* typeName(ISetting::Type type) {
-    static const char* const names[] = {"bool",   "uchar",  "uint16", "uint32",       "uint64",
-                                        "char",   "int16",  "int32",  "int64",        "float",
-                                        "double", "string", "binary", "unicodeString"};
-    return type < sizeof names / sizeof names[0] ? names[type] : "unknown";
-}
 
 std::string quoted(const char* text) {
     return std::string("'") + text + "'";
@@ -66,13 +65,14 @@ std::string formFailure(const Subject& subject) {
 }
 
 // The message of a code that translates one of the library's exception values.
+// Setting types are named by the keywords of the XML form, the names users see in documents.
 std::string translatedFailure(const Subject& subject, uint32_t code) {
     switch (code) {
         case ConfigurationResult_unsupportedType:
             return "unknown configuration set type " + quoted(subject.requestedType);
         case ConfigurationResult_wrongSettingType:
-            return std::string("type ") + quoted(typeName(subject.expected)) +
-                   " expected, setting holds " + quoted(typeName(subject.held));
+            return std::string("type ") + quoted(xmlTypeKeyword(subject.expected)) +
+                   " expected, setting holds " + quoted(xmlTypeKeyword(subject.held));
         case ConfigurationResult_unsupported:
             return "a set of type " + setTypeOf(subject) + " cannot " + operationOf(subject);
         case ConfigurationResult_serializationFailure:
@@ -90,17 +90,41 @@ std::string translatedFailure(const Subject& subject, uint32_t code) {
     }
 }
 
-// A file stream failure: errno, read right after it, tells the cause.
-std::string fileFailure(const Subject& subject, int error) {
-    const bool loading = reads(operationOf(subject));
-    std::string message = (loading ? "cannot open " : "cannot write ") + quoted(subject.file);
+std::string describeError(int error) {
+    char text[256];
+    return strerror_r(error, text, sizeof text);
+}
+
+// A stream failure while loading: either the file cannot be read (it is opened again here, only
+// to word the message) or a value text in it cannot be read.
+std::string loadFailure(const Subject& subject) {
+    const int file = ::open(subject.file, O_RDONLY);
+    if (file < 0) {
+        return "cannot open " + quoted(subject.file) + ": " + describeError(errno);
+    }
+    struct stat status;
+    const bool directory = ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
+    ::close(file);
+    if (directory) {
+        return "cannot open " + quoted(subject.file) + ": " + describeError(EISDIR);
+    }
+    return formFailure(subject) + ": a value text cannot be read";
+}
+
+// A stream failure while saving: errno, read right after it, tells the cause.
+std::string saveFailure(const Subject& subject, int error) {
+    std::string message = "cannot write " + quoted(subject.file);
     if (error != 0) {
-        char text[256];
-        message += std::string(": ") + strerror_r(error, text, sizeof text);
-    } else if (loading) {
-        message = "cannot read " + quoted(subject.file);
+        message += ": " + describeError(error);
     }
     return message;
+}
+
+std::string streamFailure(const Subject& subject, int error) {
+    if (subject.file == nullptr) {
+        return formFailure(subject) + ": a value text cannot be read";
+    }
+    return reads(operationOf(subject)) ? loadFailure(subject) : saveFailure(subject, error);
 }
 
 std::string xmlFailure(const XMLCh* text) {
@@ -124,11 +148,8 @@ std::string composeFailure(const Subject& subject, uint32_t code, int error) {
                std::to_string(tooSmall.capacity) + " available";
     } catch (const TypeCodeOutOfRange& outOfRange) {
         return "type code " + std::to_string(outOfRange.code) + " is not between 1 and 14";
-    } catch (const std::ios_base::failure& failure) {
-        if (subject.file != nullptr) {
-            return fileFailure(subject, error);
-        }
-        return formFailure(subject) + ": " + failure.what();
+    } catch (const std::ios_base::failure&) {
+        return streamFailure(subject, error);
     } catch (const std::exception& failure) {
         return std::string(subject.function) + ": " + failure.what();
     } catch (const xercesc::DOMException& failure) {

@@ -69,7 +69,7 @@ static uint32_t uint32At(void* set, const char* path) {
 }
 
 static void theFactoryCreatesSetsOfTheExactTypeNamesOnly(void) {
-    const char* names[] = {"ConfigurationSet", "BinaryConfigurationSet"};
+    const char* names[] = {"ConfigurationSet", "BinaryConfigurationSet", "XMLConfigurationSet"};
     const char* wrong[] = {"binaryconfigurationset", "BinaryConfigurationSet ", ""};
     unsigned char type[64];
     uint32_t required = 0;
@@ -332,6 +332,57 @@ static void fileFailuresAreStoppedAtTheBoundary(void) {
     CHECK(ConfigurationSet_releaseInstance(set) == 0);
     CHECK(ConfigurationSet_releaseInstance(loaded) == 0);
     CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+}
+
+#define CHECK_MESSAGE_PREFIX(prefix) \
+    check(strncmp(lastError(), (prefix), strlen(prefix)) == 0, prefix, __FILE__, __LINE__)
+
+static void xmlFailuresAreStoppedAtTheBoundary(void) {
+    const char* badValue =
+        "<configuration><setting name=\"x\" type=\"uint32\">abc</setting></configuration>";
+    void* set = newSet("XMLConfigurationSet");
+    void* copy = newSet("XMLConfigurationSet");
+    unsigned char form[512];
+    uint32_t length = 0;
+    bool equal = false;
+    FILE* file;
+
+    insertUint32(set, "group/value", 7);
+    CHECK(ConfigurationSet_serialize(set, form, sizeof form, &length) == 0);
+    CHECK(ConfigurationSet_unserialize(copy, form, length) == 0);
+    CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
+
+    /* A branch segment that is no XML name is refused by the XML library itself. */
+    insertUint32(set, "1 bad/value", 1);
+    CHECK(ConfigurationSet_serialize(set, form, sizeof form, &length) == 5);
+    CHECK_MESSAGE_PREFIX("cannot produce the 'XMLConfigurationSet' form: XML library failure: ");
+    CHECK(ConfigurationSet_save(set, u("capi-unwritten.xml")) == 5);
+    CHECK_MESSAGE_PREFIX(
+        "cannot write 'capi-unwritten.xml': cannot produce the "
+        "'XMLConfigurationSet' form: XML library failure: ");
+    file = fopen("capi-unwritten.xml", "rb");
+    CHECK(file == NULL);
+
+    CHECK(ConfigurationSet_unserialize(copy, u(badValue), (uint32_t)strlen(badValue)) == 5);
+    CHECK_MESSAGE("not a valid 'XMLConfigurationSet' form: a value text cannot be read");
+    CHECK(ConfigurationSet_unserialize(copy, u("<configuration"), 14) == 5);
+    CHECK_MESSAGE("not a valid 'XMLConfigurationSet' form");
+    file = fopen("capi-bad-value.xml", "wb");
+    CHECK(file != NULL);
+    if (file != NULL) {
+        fputs(badValue, file);
+        fclose(file);
+    }
+    CHECK(ConfigurationSet_load(copy, u("capi-bad-value.xml")) == 5);
+    CHECK_MESSAGE(
+        "cannot read 'capi-bad-value.xml': not a valid 'XMLConfigurationSet' form: a value text "
+        "cannot be read");
+    CHECK(ConfigurationSet_removeSetting(set, u("1 bad/value")) == 0);
+    CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
+
+    remove("capi-bad-value.xml");
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK(ConfigurationSet_releaseInstance(copy) == 0);
 }
 
 static void lookupsInsertionAndRemovalReportPathsInTheirCodes(void) {
@@ -619,6 +670,7 @@ int main(void) {
     capabilitiesFollowTheSetType();
     serializingTwiceWithTheReportedLengthRoundTrips();
     fileFailuresAreStoppedAtTheBoundary();
+    xmlFailuresAreStoppedAtTheBoundary();
     lookupsInsertionAndRemovalReportPathsInTheirCodes();
     enumerationHandsOutSettingsEvenWhenThePathDoesNotFit();
     setsCompareTheirPathsAndValues();
