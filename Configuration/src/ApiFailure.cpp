@@ -98,7 +98,7 @@ std::string describeError(int error) {
 // A stream failure while loading: either the file cannot be read (it is opened again here, only
 // to word the message) or a value text in it cannot be read.
 std::string loadFailure(const Subject& subject) {
-    const int file = ::open(subject.file, O_RDONLY);
+    const int file = ::open(subject.file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (file < 0) {
         return "cannot open " + quoted(subject.file) + ": " + describeError(errno);
     }

@@ -38,6 +38,15 @@ uint32_t setScalar(const char* function, void* instance, T value, ISetting::Type
                                  [&](ISetting& setting) { setting.setValue(value); });
 }
 
+// Copies text out by the output-buffer protocol; text that does not fit ends the call with 6.
+template <class Char, class Element>
+void copyTextOut(const std::basic_string<Char>& text, Element* buffer, uint32_t capacity,
+                 uint32_t* reqLength) {
+    if (!copyText(text, buffer, capacity, reqLength)) {
+        throw BufferTooSmall{*reqLength, capacity};
+    }
+}
+
 // A copy of the setting's text value (narrow or wide), by the output-buffer protocol.
 template <class Char, class Element>
 uint32_t getText(const char* function, void* instance, Element* value, uint32_t bufLength,
@@ -48,9 +57,7 @@ uint32_t getText(const char* function, void* instance, Element* value, uint32_t 
         [&](ISetting& setting) {
             const std::basic_string<Char>* text = nullptr;
             setting.getValue(&text);
-            if (!copyText(*text, value, bufLength, reqLength)) {
-                throw BufferTooSmall{*reqLength, bufLength};
-            }
+            copyTextOut(*text, value, bufLength, reqLength);
         });
 }
 
@@ -61,10 +68,11 @@ uint32_t setText(const char* function, void* instance, const Char* value, ISetti
         [&](ISetting& setting) { setting.setValue(std::basic_string<Char>(value)); });
 }
 
-// A setting handed out to the caller's setting pointer: *out carries one reference for the
-// caller, taken from the lookup's handle.
-void handOut(const AutoRefCounted<ISetting>& setting, void** out) {
-    *out = setting.get();
+// An object handed out through the caller's pointer: *out carries one reference for the
+// caller, taken from the handle of the operation that produced it.
+template <class T>
+void handOut(const AutoRefCounted<T>& object, void** out) {
+    *out = object.get();
 }
 
 }  // namespace
@@ -86,12 +94,11 @@ uint32_t Configuration_getLastErrorMessage(unsigned char* buffer, uint32_t bufLe
 
 uint32_t ConfigurationSetFactory_createConfigurationSet(const unsigned char* type,
                                                         void** instance) {
-    return callFactory(Subject(__func__).naming(type),
-                       {required("type", type), required("instance", instance)}, [&] {
-                           const AutoRefCounted<IConfigurationSet> set =
-                               getConfigurationSetFactory()->createConfigurationSet(chars(type));
-                           *instance = set.get();
-                       });
+    return callFactory(
+        Subject(__func__).naming(type), {required("type", type), required("instance", instance)},
+        [&] {
+            handOut(getConfigurationSetFactory()->createConfigurationSet(chars(type)), instance);
+        });
 }
 
 uint32_t ConfigurationSetFactory_createSetting(void** instance) {
@@ -106,11 +113,7 @@ uint32_t ConfigurationSet_getType(void* instance, unsigned char* buffer, uint32_
     return callOn<SetFamily>(
         Subject(__func__), instance,
         {required("reqLength", reqLength), optionalBuffer("buffer", buffer, bufLength)},
-        [&](IConfigurationSet& set) {
-            if (!copyText(*set.getType(), buffer, bufLength, reqLength)) {
-                throw BufferTooSmall{*reqLength, bufLength};
-            }
-        });
+        [&](IConfigurationSet& set) { copyTextOut(*set.getType(), buffer, bufLength, reqLength); });
 }
 
 uint32_t ConfigurationSet_capLoadAndSave(void* instance, bool* capLoadAndSave) {
