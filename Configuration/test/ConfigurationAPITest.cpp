@@ -59,6 +59,7 @@ class FailingSet : public BinaryConfigurationSet {
 class ThrowingSetting : public Setting {
   public:
     void getValue(uint32_t*) const override { throw std::runtime_error("disk on fire"); }
+    void resizeBinaryBuffer(size_t*) override { throw std::bad_alloc(); }
 };
 
 // An ISetting the library did not make.
@@ -190,6 +191,15 @@ TEST(ConfigurationAPIUntranslated, ASettingFunctionReportsOtherFailuresAsBadArgu
     EXPECT_EQ(3u, value);
     EXPECT_EQ("Setting_getUINT32: disk on fire", lastError());
     EXPECT_EQ(1u, countOf(setting.operator->()));
+}
+
+TEST(ConfigurationAPIUntranslated, AResizeWithoutMemoryIsABadArgumentAndReportsNoLength) {
+    AutoRefCounted<ISetting> setting(new ThrowingSetting());
+    setting->initialize(ISetting::binaryType);
+    uint32_t length = 1000;
+    EXPECT_EQ(1u, Setting_resizeBinaryBuffer(setting.operator->(), &length));
+    EXPECT_EQ(1000u, length);
+    EXPECT_EQ("out of memory", lastError());
 }
 
 TEST(ConfigurationAPIErrors, TheLastErrorMessageBelongsToTheCallingThread) {
