@@ -64,12 +64,31 @@ main() {
             run_tests build/release
             configure "$root" build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANDEL_SANITIZE=ON
             cmake --build build/sanitize -j "$jobs"
-            ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+            ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 \
                 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
                 run_tests build/sanitize
             ;;
+        fuzz)
+            local seconds=${2:-60}
+            ensure_packages "${packages[@]}" clang libclang-rt-14-dev
+            CC=clang CXX=clang++ configure "$root" build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+                -DORVANDEL_SANITIZE=ON -DORVANDEL_BUILD_FUZZ=ON -DORVANDEL_BUILD_TESTS=OFF \
+                -DORVANDEL_BUILD_TOOLS=OFF
+            cmake --build build/fuzz -j "$jobs"
+            for fuzzer in build/fuzz/fuzz/*Fuzzer; do
+                local name
+                name=$(basename "$fuzzer")
+                mkdir -p "build/fuzz/corpus/$name" "build/fuzz/artifacts"
+                echo "build.sh: fuzzing $name for $seconds s"
+                # Huge announced lengths must fail as allocation failures, not sanitizer reports.
+                ASAN_OPTIONS=allocator_may_return_null=1 "$fuzzer" -max_total_time="$seconds" \
+                    -malloc_limit_mb=1000000 -rss_limit_mb=4096 -print_final_stats=1 \
+                    -artifact_prefix="build/fuzz/artifacts/$name-" \
+                    "build/fuzz/corpus/$name" "fuzz/corpus/$name"
+            done
+            ;;
         *)
-            echo "usage: ./build.sh [test]" >&2
+            echo "usage: ./build.sh [test | bench | fuzz SECONDS]" >&2
             exit 2
             ;;
     esac
