@@ -6,12 +6,13 @@
 #                         AddressSanitizer + UndefinedBehaviorSanitizer
 #   ./build.sh bench      build the benchmarks and print their ratio table
 #   ./build.sh fuzz SECS  build the fuzzers with clang and run each for SECS seconds
+#   ./build.sh memcheck   the test programs under Valgrind memcheck (also part of `test`)
 set -euo pipefail
 cd "$(dirname "$0")"
 root=$(pwd)
 jobs=$(nproc)
 
-packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev)
+packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev valgrind)
 
 ensure_packages() {
     local missing=()
@@ -45,6 +46,14 @@ run_tests() {
     ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 600
 }
 
+# The test programs under Valgrind memcheck: no memory error, no definite or indirect leak.
+run_memcheck() {
+    configure "$root" build/memcheck -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANDEL_MEMCHECK=ON \
+        -DORVANDEL_BUILD_TOOLS=OFF
+    cmake --build build/memcheck -j "$jobs"
+    ctest --test-dir build/memcheck --output-on-failure -j "$jobs" -L memcheck
+}
+
 main() {
     local command=${1:-run}
     case "$command" in
@@ -67,6 +76,11 @@ main() {
             ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 \
                 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
                 run_tests build/sanitize
+            run_memcheck
+            ;;
+        memcheck)
+            ensure_packages "${packages[@]}"
+            run_memcheck
             ;;
         fuzz)
             local seconds=${2:-60}
