@@ -6,12 +6,13 @@
 #                         AddressSanitizer + UndefinedBehaviorSanitizer
 #   ./build.sh bench      build the benchmarks and print their ratio table
 #   ./build.sh fuzz SECS  build the fuzzers with clang and run each for SECS seconds
+#   ./build.sh memcheck   the test programs under Valgrind memcheck (also part of `test`)
 set -euo pipefail
 cd "$(dirname "$0")"
 root=$(pwd)
 jobs=$(nproc)
 
-packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev)
+packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev valgrind)
 
 ensure_packages() {
     local missing=()
@@ -45,6 +46,14 @@ run_tests() {
     ctest --test-dir "$dir" --output-on-failure -j "$jobs" --timeout 600
 }
 
+# The test programs under Valgrind memcheck: no memory error, no definite or indirect leak.
+run_memcheck() {
+    configure "$root" build/memcheck -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANDEL_MEMCHECK=ON \
+        -DORVANDEL_BUILD_TOOLS=OFF
+    cmake --build build/memcheck -j "$jobs"
+    ctest --test-dir build/memcheck --output-on-failure -j "$jobs" -L memcheck
+}
+
 main() {
     local command=${1:-run}
     case "$command" in
@@ -64,12 +73,36 @@ main() {
             run_tests build/release
             configure "$root" build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANDEL_SANITIZE=ON
             cmake --build build/sanitize -j "$jobs"
-            ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+            ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 \
                 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
                 run_tests build/sanitize
+            run_memcheck
+            ;;
+        memcheck)
+            ensure_packages "${packages[@]}"
+            run_memcheck
+            ;;
+        fuzz)
+            local seconds=${2:-60}
+            ensure_packages "${packages[@]}" clang libclang-rt-14-dev
+            CC=clang CXX=clang++ configure "$root" build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+                -DORVANDEL_SANITIZE=ON -DORVANDEL_BUILD_FUZZ=ON -DORVANDEL_BUILD_TESTS=OFF \
+                -DORVANDEL_BUILD_TOOLS=OFF
+            cmake --build build/fuzz -j "$jobs"
+            for fuzzer in build/fuzz/fuzz/*Fuzzer; do
+                local name
+                name=$(basename "$fuzzer")
+                mkdir -p "build/fuzz/corpus/$name" "build/fuzz/artifacts"
+                echo "build.sh: fuzzing $name for $seconds s"
+                # Huge announced lengths must fail as allocation failures, not sanitizer reports.
+                ASAN_OPTIONS=allocator_may_return_null=1 "$fuzzer" -max_total_time="$seconds" \
+                    -malloc_limit_mb=1000000 -rss_limit_mb=4096 -print_final_stats=1 \
+                    -artifact_prefix="build/fuzz/artifacts/$name-" \
+                    "build/fuzz/corpus/$name" "fuzz/corpus/$name"
+            done
             ;;
         *)
-            echo "usage: ./build.sh [test]" >&2
+            echo "usage: ./build.sh [test | bench | fuzz SECONDS]" >&2
             exit 2
             ;;
     esac
