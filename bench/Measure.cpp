@@ -16,7 +16,7 @@ const Comparison kComparisons[] = {
     {"enumerate all by index", "enumerate_all", "map_walk", 2.0},
     {"enumerate one branch by index", "enumerate_branch", "map_walk_branch", 2.0},
     {"binary serialise", "binary_serialize", "map_walk_memcpy", 1.5},
-    {"binary read", "binary_read", "map_build", 1.5},
+    {"binary read", "binary_read", "map_build_sorted", 1.5},
     {"XML serialise", "xml_serialize", "xerces_build_serialize", 1.2},
     {"XML read", "xml_read", "xerces_parse_walk", 1.2},
     {"C lookup + get", "c_lookup_get", "lookup", 1.2},

@@ -177,6 +177,7 @@ AutoRefCounted<Setting> ConfigurationSet::createAttachedSetting(ISetting::Type t
 
 void ConfigurationSet::mergeRead(SettingMap& read) {
     forgetIndexCursor();
+    d_modifiedFlag->noteChange();
     if (d_settings.empty()) {
         d_settings.swap(read);
     } else {
