@@ -14,19 +14,22 @@ namespace configuration {
 namespace {
 
 // The bytes of a length-prefixed field: its 64-bit length, then the bytes themselves.
-void putField(BinaryStreamWriter& writer, const void* bytes, size_t length) {
+template <class Writer>
+void putField(Writer& writer, const void* bytes, size_t length) {
     writer.put(static_cast<uint64_t>(length));
     writer.putBytes(bytes, length);
 }
 
-template <class T>
-void putScalar(BinaryStreamWriter& writer, const ISetting& setting) {
+template <class T, class Writer>
+void putScalar(Writer& writer, const Setting& setting) {
     T value;
     setting.getValue(&value);
     writer.put(value);
 }
 
-void putValue(BinaryStreamWriter& writer, ISetting& setting, ISetting::Type type) {
+// Takes the concrete Setting (every stored setting is one), so the calls are direct.
+template <class Writer>
+void putValue(Writer& writer, Setting& setting, ISetting::Type type) {
     switch (type) {
         case ISetting::boolType:
             return putScalar<bool>(writer, setting);
@@ -158,21 +161,106 @@ BinaryConfigurationSet::BinaryConfigurationSet() {
     d_capSerialize = true;
 }
 
-void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, size_t* reqLength) {
-    BinaryStreamWriter writer(out, outLength);
+// Writes every setting; records where binary values stand when asked to. Returns true when every
+// setting reports its changes to this set's flag, so that the set hears of any later change.
+template <class Writer>
+bool BinaryConfigurationSet::writeSettings(Writer& writer, std::vector<BinaryPlace>* binaries) {
+    bool allTracked = true;
     for (const SettingMap::value_type& entry : d_settings) {
         const std::string& path = entry.first;
-        ISetting& setting = *entry.second;
+        Setting& setting = static_cast<Setting&>(*entry.second);
+        allTracked = allTracked && setting.carriesFlag(d_modifiedFlag.operator->());
         putField(writer, path.data(), path.size());
         const ISetting::Type type = setting.getType();
         writer.put(static_cast<uint32_t>(type));
+        const size_t valueStart = writer.position();
         putValue(writer, setting, type);
+        if (binaries != nullptr && type == ISetting::binaryType) {
+            binaries->push_back({valueStart + sizeof(uint64_t), &setting});
+        }
     }
-    *reqLength = writer.position();
-    if (writer.position() > outLength) {
+    return allTracked;
+}
+
+// Builds the whole form and keeps it when the set will hear of every change that could make it
+// stale. Returns the form's length.
+size_t BinaryConfigurationSet::keepForm() {
+    dropKeptForm();
+    BinaryStreamAppender writer(d_pending.bytes, d_pending.lastLength + 4096);
+    const bool allTracked = writeSettings(writer, &d_pending.binaries);
+    writer.finish();
+    const size_t length = writer.position();
+    d_pending.lastLength = length;
+    if (allTracked) {
+        d_pending.kept = true;
+        d_pending.changes = d_modifiedFlag->changes();
+    } else {
+        dropKeptForm();
+    }
+    return length;
+}
+
+bool BinaryConfigurationSet::keptFormIsCurrent() const {
+    return d_pending.kept && d_pending.changes == d_modifiedFlag->changes();
+}
+
+void BinaryConfigurationSet::dropKeptForm() {
+    d_pending.kept = false;
+    std::vector<unsigned char>().swap(d_pending.bytes);
+    std::vector<BinaryPlace>().swap(d_pending.binaries);
+}
+
+// Answers exactly as a fresh walk would: the same bytes, the same length, and the same effect on
+// the modified flag (each binary value is taken through the writable accessor).
+void BinaryConfigurationSet::serveKeptForm(unsigned char* out, size_t outLength,
+                                           size_t* reqLength) {
+    const size_t length = d_pending.bytes.size();
+    *reqLength = length;
+    if (length > outLength) {
+        if (!d_pending.binaries.empty()) {
+            d_modifiedFlag->flag();
+        }
+        dropKeptForm();
         if (outLength != 0) {
             std::memset(out, 0, outLength);
         }
+        throw outBufferTooSmallException;
+    }
+    if (length != 0) {
+        std::memcpy(out, d_pending.bytes.data(), length);
+    }
+    for (const BinaryPlace& place : d_pending.binaries) {
+        unsigned char* binary = nullptr;
+        size_t binaryLength = 0;
+        place.setting->getBinaryBuffer(&binary, &binaryLength);
+        if (binaryLength != 0) {
+            std::memcpy(out + place.offset, binary, binaryLength);
+        }
+    }
+    dropKeptForm();
+    clearModified();
+}
+
+void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, size_t* reqLength) {
+    if (keptFormIsCurrent()) {
+        return serveKeptForm(out, outLength, reqLength);
+    }
+    if (outLength == 0) {
+        const size_t length = keepForm();
+        *reqLength = length;
+        if (length != 0) {
+            throw outBufferTooSmallException;
+        }
+        dropKeptForm();
+        clearModified();
+        return;
+    }
+    dropKeptForm();
+    BinaryStreamWriter writer(out, outLength);
+    writeSettings(writer, nullptr);
+    *reqLength = writer.position();
+    if (writer.position() > outLength) {
+        std::memset(out, 0, outLength);
         throw outBufferTooSmallException;
     }
     clearModified();

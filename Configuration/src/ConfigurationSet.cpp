@@ -187,6 +187,7 @@ void ConfigurationSet::storeRead(SettingMap& read, std::string&& path,
 
 void ConfigurationSet::mergeRead(SettingMap& read) {
     forgetIndexCursor();
+    d_modifiedFlag->noteChange();
     if (d_settings.empty()) {
         d_settings.swap(read);
     } else {

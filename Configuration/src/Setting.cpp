@@ -18,8 +18,13 @@ Setting::~Setting() {
     std::free(d_binary);
 }
 
+// Setting the type raises no flag, but it changes what the setting serialises to, so the set is
+// told of the change.
 void Setting::initialize(Type type) {
     d_type = type;
+    if (d_modifiedFlag != 0) {
+        d_modifiedFlag->noteChange();
+    }
 }
 
 ISetting::Type Setting::getType() const {
@@ -212,6 +217,9 @@ bool Setting::equals(AutoRefCounted<const ISetting> r_hand) const {
 }
 
 void Setting::setModifiedFlag(AutoRefCounted<SharedFlag> modifiedFlag) {
+    if (d_modifiedFlag != 0 && d_modifiedFlag != modifiedFlag.operator->()) {
+        d_modifiedFlag->noteChange();
+    }
     d_modifiedFlag = std::move(modifiedFlag);
 }
 

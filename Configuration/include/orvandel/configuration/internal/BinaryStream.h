@@ -2,9 +2,11 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_BINARYSTREAM_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_BINARYSTREAM_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include <orvandel/configuration/IConfigurationSet.h>
 
@@ -36,6 +38,39 @@ class BinaryStreamWriter {
   private:
     unsigned char* d_out;
     size_t d_capacity;
+    size_t d_position;
+};
+
+// Appends fields to a growing byte vector: the writer for a form whose length is not known yet.
+// The vector grows geometrically and is cut to the written length by finish().
+class BinaryStreamAppender {
+  public:
+    explicit BinaryStreamAppender(std::vector<unsigned char>& out, size_t expectedLength)
+        : d_out(out), d_position(0) {
+        d_out.resize(expectedLength);
+    }
+
+    void putBytes(const void* bytes, size_t length) {
+        if (length > d_out.size() - d_position) {
+            d_out.resize(std::max(d_out.size() * 2, d_position + length));
+        }
+        if (length != 0) {
+            std::memcpy(d_out.data() + d_position, bytes, length);
+        }
+        d_position += length;
+    }
+
+    template <class T>
+    void put(T value) {
+        putBytes(&value, sizeof value);
+    }
+
+    size_t position() const { return d_position; }
+
+    void finish() { d_out.resize(d_position); }
+
+  private:
+    std::vector<unsigned char>& d_out;
     size_t d_position;
 };
 

@@ -19,7 +19,7 @@ namespace configuration {
 // the binary buffer each have their own store; initialize() changes only the type tag, so a
 // store keeps its contents across type changes. The binary buffer is owned by the setting,
 // grown with realloc and released with free.
-class Setting : public RefCounted<ISetting> {
+class Setting final : public RefCounted<ISetting> {
   public:
     Setting();
 
@@ -61,8 +61,14 @@ class Setting : public RefCounted<ISetting> {
 
     bool equals(AutoRefCounted<const ISetting> r_hand) const override;
 
-    // Attaches the modified flag of the set that holds the setting, dropping any previous one.
+    // Attaches the modified flag of the set that holds the setting, dropping any previous one
+    // (whose set is told that one of its settings changed hands).
     void setModifiedFlag(AutoRefCounted<SharedFlag> modifiedFlag);
+
+    // True when the setting reports its changes to `modifiedFlag`.
+    bool carriesFlag(const SharedFlag* modifiedFlag) const {
+        return d_modifiedFlag.operator->() == modifiedFlag;
+    }
 
   protected:
     ~Setting() override;

@@ -2,6 +2,8 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_SHAREDFLAG_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_SHAREDFLAG_H
 
+#include <cstdint>
+
 #include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/internal/RefCounted.h>
 
@@ -11,12 +13,26 @@ namespace configuration {
 
 // A counted boolean: it lives as long as the set or any setting that holds it, so a change made
 // through a setting is seen by the set even when the caller holds only the setting.
+//
+// Besides the flag, which callers clear when they ask, it counts every change it hears of, also
+// the changes that do not raise the flag (a setting's type set anew, a setting taken over by
+// another set, a read merged into the set). The count never goes back, so a set can tell whether
+// anything changed between two moments, whoever cleared the flag in between.
 class SharedFlag : public RefCounted<IRefCounted> {
   public:
-    explicit SharedFlag(bool flag) : d_flag(flag) {}
+    explicit SharedFlag(bool flag) : d_flag(flag), d_changes(0) {}
 
     // Raises the flag.
-    void flag() { d_flag = true; }
+    void flag() {
+        d_flag = true;
+        ++d_changes;
+    }
+
+    // Counts a change that does not raise the flag.
+    void noteChange() { ++d_changes; }
+
+    // The number of changes so far.
+    uint64_t changes() const { return d_changes; }
 
     // The flag's state, unchanged.
     bool isFlagged() const { return d_flag; }
@@ -32,6 +48,7 @@ class SharedFlag : public RefCounted<IRefCounted> {
     ~SharedFlag() override = default;
 
     bool d_flag;
+    uint64_t d_changes;
 };
 
 }  // namespace configuration
