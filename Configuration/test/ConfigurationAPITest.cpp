@@ -56,12 +56,6 @@ class FailingSet : public BinaryConfigurationSet {
     mutable uint32_t countDuringCall = 0;
 };
 
-class ThrowingSetting : public Setting {
-  public:
-    void getValue(uint32_t*) const override { throw std::runtime_error("disk on fire"); }
-    void resizeBinaryBuffer(size_t*) override { throw std::bad_alloc(); }
-};
-
 // An ISetting the library did not make.
 class ForeignSetting : public RefCounted<ISetting> {
   public:
@@ -98,6 +92,13 @@ class ForeignSetting : public RefCounted<ISetting> {
     void getBinaryLength(size_t*) const override {}
     void resizeBinaryBuffer(size_t*) override {}
     bool equals(AutoRefCounted<const ISetting>) const override { return false; }
+};
+
+// A setting whose accessors fail with exceptions that are not the setting's own.
+class ThrowingSetting : public ForeignSetting {
+  public:
+    void getValue(uint32_t*) const override { throw std::runtime_error("disk on fire"); }
+    void resizeBinaryBuffer(size_t*) override { throw std::bad_alloc(); }
 };
 
 }  // namespace

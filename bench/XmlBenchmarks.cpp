@@ -1,0 +1,85 @@
+// The library's XML form: writing and reading the ordinary workload, and two shapes that once
+// cost quadratic time: one branch holding many settings (read), many branches of one setting each
+// (write). Their per-setting cost is reported next to the ordinary workload's.
+#include <map>
+
+#include <orvandel/configuration/IConfigurationSetFactory.h>
+
+#include "Measure.h"
+#include "Workload.h"
+#include "XmlForms.h"
+
+namespace orvandel_bench {
+
+const std::vector<unsigned char>& xmlForm(const Workload& load) {
+    static std::map<const Workload*, std::vector<unsigned char>> forms;
+    auto found = forms.find(&load);
+    if (found == forms.end()) {
+        found = forms.emplace(&load, serializeAll(*buildSet("XMLConfigurationSet", load))).first;
+    }
+    return found->second;
+}
+
+namespace {
+
+// One serialisation into a buffer that fits, as a caller that keeps its buffer makes it.
+void serializeInto(benchmark::State& state, const Workload& load) {
+    AutoRefCounted<IConfigurationSet> set = buildSet("XMLConfigurationSet", load);
+    std::vector<unsigned char> form(serializeAll(*set).size());
+    for (auto _ : state) {
+        size_t length = 0;
+        set->serialize(form.data(), form.size(), &length);
+        benchmark::DoNotOptimize(form.data());
+    }
+    countSettings(state, load.paths.size());
+}
+
+void readInto(benchmark::State& state, const Workload& load) {
+    const std::vector<unsigned char>& form = xmlForm(load);
+    const auto* factory = getConfigurationSetFactory();
+    for (auto _ : state) {
+        state.PauseTiming();
+        AutoRefCounted<IConfigurationSet> set =
+            factory->createConfigurationSet("XMLConfigurationSet");
+        state.ResumeTiming();
+        set->unserialize(form.data(), form.size());
+        state.PauseTiming();
+        set = AutoRefCounted<IConfigurationSet>();
+        state.ResumeTiming();
+    }
+    countSettings(state, load.paths.size());
+}
+
+void xml_serialize(benchmark::State& state) {
+    serializeInto(state, workload(state.range(0)));
+}
+ORVANDEL_BENCHMARK(xml_serialize);
+
+void xml_read(benchmark::State& state) {
+    readInto(state, workload(state.range(0)));
+}
+ORVANDEL_BENCHMARK(xml_read);
+
+void shape_xml_read_one_branch(benchmark::State& state) {
+    readInto(state, oneBranchWorkload(state.range(0)));
+}
+BENCHMARK(shape_xml_read_one_branch)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void shape_xml_write_many_branches(benchmark::State& state) {
+    serializeInto(state, manyBranchesWorkload(state.range(0)));
+}
+BENCHMARK(shape_xml_write_many_branches)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void shape_xml_read_ordinary(benchmark::State& state) {
+    readInto(state, workload(state.range(0)));
+}
+BENCHMARK(shape_xml_read_ordinary)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void shape_xml_write_ordinary(benchmark::State& state) {
+    serializeInto(state, workload(state.range(0)));
+}
+BENCHMARK(shape_xml_write_ordinary)->Arg(10000)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+}  // namespace orvandel_bench
