@@ -94,8 +94,9 @@ main() {
                 name=$(basename "$fuzzer")
                 mkdir -p "build/fuzz/corpus/$name" "build/fuzz/artifacts"
                 echo "build.sh: fuzzing $name for $seconds s"
-                # Huge announced lengths must fail as allocation failures, not sanitizer reports.
-                ASAN_OPTIONS=allocator_may_return_null=1 "$fuzzer" -max_total_time="$seconds" \
+                # A huge announced length must fail as an allocation failure, quickly: the reader
+                # sizes a buffer before it checks the length against the input.
+                ASAN_OPTIONS=allocator_may_return_null=1:max_allocation_size_mb=512 "$fuzzer" -max_total_time="$seconds" \
                     -malloc_limit_mb=1000000 -rss_limit_mb=4096 -print_final_stats=1 \
                     -artifact_prefix="build/fuzz/artifacts/$name-" \
                     "build/fuzz/corpus/$name" "fuzz/corpus/$name"
