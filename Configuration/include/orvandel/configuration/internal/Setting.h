@@ -83,6 +83,7 @@ class Setting : public RefCounted<ISetting> {
     };
 
     void requireType(Type type) const;
+    bool storedBool() const;
     void raiseModifiedFlag();
     template <class T>
     void getScalar(Type type, T value_::*member, T* value) const;
