@@ -14,6 +14,7 @@
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
+#include "ForeignSetting.h"
 #include "TestSupport.h"
 
 using namespace com::orvandel;
@@ -100,6 +101,15 @@ TEST(ConfigurationSetBasics, AnEmptyHandleIsRefusedWithoutAnyChange) {
     const AutoRefCounted<IConfigurationSet> set = newPlainSet();
     EXPECT_THROW(set->insertSetting("p", AutoRefCounted<ISetting>()), std::invalid_argument);
     EXPECT_EQ(0u, set->getSettingCount());
+    EXPECT_FALSE(set->checkModified());
+}
+
+TEST(ConfigurationSetBasics, ASettingTheLibraryDidNotMakeIsRefusedWithoutAnyChange) {
+    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
+    const AutoRefCounted<ISetting> stranger = testsupport::foreign(newInt(1));
+    EXPECT_THROW(set->insertSetting("p", stranger), std::invalid_argument);
+    EXPECT_EQ(0u, set->getSettingCount());
+    EXPECT_EQ(1u, referenceCount(*stranger));
     EXPECT_FALSE(set->checkModified());
 }
 

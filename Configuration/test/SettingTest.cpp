@@ -15,6 +15,7 @@
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/SharedFlag.h>
 
+#include "ForeignSetting.h"
 #include "TestSupport.h"
 
 using namespace com::orvandel;
@@ -348,6 +349,20 @@ TEST(SettingEquality, StringsCompareLengthAndCharacters) {
                        makeSetting(ISetting::stringType, std::string("ab"))));
     EXPECT_FALSE(equal(makeSetting(ISetting::unicodeString, std::wstring(L"ab")),
                        makeSetting(ISetting::unicodeString, std::wstring(L"aB"))));
+}
+
+TEST(SettingEquality, TheOtherSettingIsReadThroughItsInterfaceOnly) {
+    using testsupport::foreign;
+    EXPECT_TRUE(equal(makeSetting(ISetting::int16Type, int16_t{-2}),
+                      foreign(makeSetting(ISetting::int16Type, int16_t{-2}))));
+    EXPECT_FALSE(equal(makeSetting(ISetting::int16Type, int16_t{-2}),
+                       foreign(makeSetting(ISetting::uint16Type, uint16_t{0xFFFE}))));
+    EXPECT_TRUE(equal(makeSetting(ISetting::stringType, std::string("s")),
+                      foreign(makeSetting(ISetting::stringType, std::string("s")))));
+    EXPECT_TRUE(equal(makeBinarySetting({4, 5}), foreign(makeBinarySetting({4, 5}))));
+    EXPECT_FALSE(equal(makeBinarySetting({4, 5}), foreign(makeBinarySetting({4, 6}))));
+    EXPECT_TRUE(equal(makeSetting(ISetting::doubleType, 0.0),
+                      foreign(makeSetting(ISetting::doubleType, -0.0))));
 }
 
 TEST(SettingEquality, BuffersCompareLengthAndBytes) {
