@@ -26,6 +26,7 @@ using testsupport::makeSetting;
 using testsupport::newBinarySet;
 using testsupport::pathsOf;
 using testsupport::serializedForm;
+using testsupport::setsEqual;
 
 namespace {
 
@@ -205,7 +206,7 @@ TEST(BinaryWriter, EmptyValuesAndAnEmptyPathAreWrittenAsZeroLengths) {
               serializedForm(*set));
     const AutoRefCounted<IConfigurationSet> copy = newBinarySet();
     read(*copy, serializedForm(*set));
-    EXPECT_TRUE(copy->equals(const_pointer_cast<const IConfigurationSet>(set)));
+    EXPECT_TRUE(setsEqual(copy, set));
     const unsigned char* buffer = reinterpret_cast<const unsigned char*>(1);
     size_t length = 1;
     copy->retrieveLockedSetting("b")->getLockedBinaryBuffer(&buffer, &length);
@@ -592,7 +593,7 @@ TEST(BinaryMerge, ReadingIntoAnEmptySetGivesTheSettingsOfTheStream) {
     const EveryTypeStream stream;
     const AutoRefCounted<IConfigurationSet> set = newBinarySet();
     read(*set, stream.bytes);
-    EXPECT_TRUE(set->equals(const_pointer_cast<const IConfigurationSet>(stream.source)));
+    EXPECT_TRUE(setsEqual(set, stream.source));
     EXPECT_FALSE(set->checkModified());
 }
 
@@ -705,8 +706,8 @@ TEST(BinaryRoundTrip, RandomSetsOfEveryTypeReadBackEqual) {
         const Bytes form = serializedForm(*original);
         const AutoRefCounted<IConfigurationSet> copy = newBinarySet();
         read(*copy, form);
-        ASSERT_TRUE(copy->equals(const_pointer_cast<const IConfigurationSet>(original)));
-        ASSERT_TRUE(original->equals(const_pointer_cast<const IConfigurationSet>(copy)));
+        ASSERT_TRUE(setsEqual(copy, original));
+        ASSERT_TRUE(setsEqual(original, copy));
         ASSERT_EQ(form, serializedForm(*copy));
     }
 }

@@ -25,6 +25,7 @@ using testsupport::newBinarySet;
 using testsupport::newPlainSet;
 using testsupport::pathsOf;
 using testsupport::referenceCount;
+using testsupport::setsEqual;
 
 namespace {
 
@@ -361,11 +362,6 @@ TEST_F(ByIndex, AnEnumerationSeesInsertionsAndRemovalsMadeBetweenItsCalls) {
     d_set->removeAllSettings();
     EXPECT_THROW(d_set->retrieveSettingByIndex(std::string("a"), 0, path),
                  IConfigurationSet::ConfigurationSetException);
-}
-
-bool setsEqual(const AutoRefCounted<IConfigurationSet>& left,
-               const AutoRefCounted<IConfigurationSet>& right) {
-    return left->equals(const_pointer_cast<const IConfigurationSet>(right));
 }
 
 TEST(ConfigurationSetEquality, SetsWithTheSamePathsAndValuesAreEqualWhateverTheirTypes) {

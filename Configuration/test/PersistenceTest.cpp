@@ -23,6 +23,7 @@ using testsupport::newPlainSet;
 using testsupport::pathsOf;
 using testsupport::ScratchDirectory;
 using testsupport::serializedForm;
+using testsupport::setsEqual;
 
 namespace {
 
@@ -37,11 +38,6 @@ void writeFile(const std::string& path, const Bytes& bytes) {
     std::ofstream file(path, std::ios_base::binary | std::ios_base::trunc);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
-}
-
-bool setsEqual(const AutoRefCounted<IConfigurationSet>& left,
-               const AutoRefCounted<IConfigurationSet>& right) {
-    return left->equals(const_pointer_cast<const IConfigurationSet>(right));
 }
 
 AutoRefCounted<IConfigurationSet> sampleBinarySet() {

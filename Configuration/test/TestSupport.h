@@ -79,6 +79,12 @@ inline AutoRefCounted<IConfigurationSet> newBinarySet() {
     return AutoRefCounted<IConfigurationSet>(new BinaryConfigurationSet());
 }
 
+// True when left equals right, asked of left.
+inline bool setsEqual(const AutoRefCounted<IConfigurationSet>& left,
+                      const AutoRefCounted<IConfigurationSet>& right) {
+    return left->equals(com::orvandel::const_pointer_cast<const IConfigurationSet>(right));
+}
+
 // The set's whole serialised form, obtained with the length query and a second call.
 inline std::vector<unsigned char> serializedForm(IConfigurationSet& set) {
     size_t length = 0;
