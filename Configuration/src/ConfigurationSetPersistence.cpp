@@ -35,8 +35,8 @@ void ConfigurationSet::load(const std::string& filePath) {
     std::ifstream file;
     file.exceptions(std::ios_base::failbit);
     file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::in);
-    std::error_code notADirectory;
-    if (std::filesystem::is_directory(filePath, notADirectory)) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(filePath, ignored)) {
         file.setstate(std::ios_base::failbit);
     }
     file.seekg(0, std::ios_base::end);
