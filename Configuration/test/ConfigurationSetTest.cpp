@@ -147,6 +147,41 @@ TEST(ConfigurationSetBasics, ASettingOutlivesItsSetAndStaysUsable) {
     EXPECT_EQ(7, value);
 }
 
+// A setting that counts the destructions of its kind.
+class ProbeSetting : public Setting {
+  public:
+    static int sd_destroyed;
+
+  protected:
+    ~ProbeSetting() override { ++sd_destroyed; }
+};
+
+int ProbeSetting::sd_destroyed = 0;
+
+TEST(ConfigurationSetLifetimes, TheSetsReferenceIsTheLastOneWhenTheCallerLetsGo) {
+    ProbeSetting::sd_destroyed = 0;
+    AutoRefCounted<IConfigurationSet> set = newPlainSet();
+    set->insertSetting("removed", AutoRefCounted<ISetting>(new ProbeSetting()));
+    set->insertSetting("kept", AutoRefCounted<ISetting>(new ProbeSetting()));
+    EXPECT_EQ(0, ProbeSetting::sd_destroyed);
+    set->removeSetting("removed");
+    EXPECT_EQ(1, ProbeSetting::sd_destroyed);
+    set = AutoRefCounted<IConfigurationSet>();
+    EXPECT_EQ(2, ProbeSetting::sd_destroyed);
+}
+
+TEST(ConfigurationSetLifetimes, AReadReleasesTheSettingsItReplaces) {
+    ProbeSetting::sd_destroyed = 0;
+    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
+    set->insertSetting("p", AutoRefCounted<ISetting>(new ProbeSetting()));
+    const AutoRefCounted<IConfigurationSet> source = newBinarySet();
+    source->insertSetting("p", newInt(2));
+    const std::vector<unsigned char> form = testsupport::serializedForm(*source);
+    set->unserialize(form.data(), form.size());
+    EXPECT_EQ(1, ProbeSetting::sd_destroyed);
+    EXPECT_EQ(ISetting::int32Type, set->retrieveLockedSetting("p")->getType());
+}
+
 // The modified flag: every successful change raises it, checkModified reports and clears it.
 class ModifiedFlag : public testing::Test {
   protected:
