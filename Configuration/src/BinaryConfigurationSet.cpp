@@ -21,15 +21,14 @@ void putField(Writer& writer, const void* bytes, size_t length) {
 }
 
 template <class T, class Writer>
-void putScalar(Writer& writer, const Setting& setting) {
+void putScalar(Writer& writer, const ISetting& setting) {
     T value;
     setting.getValue(&value);
     writer.put(value);
 }
 
-// Takes the concrete Setting (every stored setting is one), so the calls are direct.
 template <class Writer>
-void putValue(Writer& writer, Setting& setting, ISetting::Type type) {
+void putValue(Writer& writer, ISetting& setting, ISetting::Type type) {
     switch (type) {
         case ISetting::boolType:
             return putScalar<bool>(writer, setting);
@@ -267,15 +266,26 @@ void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, siz
 }
 
 void BinaryConfigurationSet::unserialize(const unsigned char* in, size_t inLength) {
+    // The settings being read share the set's flag from birth and raise it as their values are
+    // stored, so a read that fails puts the flag back as it found it: a failed read changes
+    // nothing about the set.
+    const bool wasModified = d_modifiedFlag->isFlagged();
     SettingMap read;
-    BinaryStreamReader reader(in, inLength);
-    while (!reader.atEnd()) {
-        const uint64_t pathLength = reader.get<uint64_t>();
-        std::string path = textUpToNul(reader.take(pathLength), pathLength);
-        const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
-        AutoRefCounted<Setting> setting = createAttachedSetting(type);
-        getValue(reader, *setting, type);
-        storeRead(read, std::move(path), static_pointer_cast<ISetting>(setting));
+    try {
+        BinaryStreamReader reader(in, inLength);
+        while (!reader.atEnd()) {
+            const uint64_t pathLength = reader.get<uint64_t>();
+            std::string path = textUpToNul(reader.take(pathLength), pathLength);
+            const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
+            AutoRefCounted<Setting> setting = createAttachedSetting(type);
+            getValue(reader, *setting, type);
+            storeRead(read, std::move(path), static_pointer_cast<ISetting>(setting));
+        }
+    } catch (...) {
+        if (!wasModified) {
+            clearModified();
+        }
+        throw;
     }
     mergeRead(read);
 }

@@ -3,8 +3,10 @@
 // to the set's own serialize and unserialize.
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 
+#include <filesystem>
 #include <fstream>
 #include <memory>
+#include <system_error>
 
 namespace com {
 namespace orvandel {
@@ -22,8 +24,10 @@ void ConfigurationSet::serialize(unsigned char*, size_t, size_t* reqLength) {
 }
 
 // The stream throws std::ios_base::failure for every failed operation (a missing or unreadable
-// file, a short read). The buffer and the stream are released on every path by their own
-// destructors, and exceptions reach the caller unchanged.
+// file, a short read). A directory opens like a file but measures as an absurd length that would
+// be allocated before the read fails, so it is refused as a failed stream straight away. The
+// buffer and the stream are released on every path by their own destructors, and exceptions
+// reach the caller unchanged.
 void ConfigurationSet::load(const std::string& filePath) {
     if (!d_capLoadSave) {
         throw unsupportedException;
@@ -31,6 +35,10 @@ void ConfigurationSet::load(const std::string& filePath) {
     std::ifstream file;
     file.exceptions(std::ios_base::failbit);
     file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::in);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(filePath, ignored)) {
+        file.setstate(std::ios_base::failbit);
+    }
     file.seekg(0, std::ios_base::end);
     const size_t serializedLength = static_cast<size_t>(file.tellg());
     file.seekg(0, std::ios_base::beg);

@@ -67,7 +67,6 @@ void Setting::setScalar(Type type, T value_::*member, T value) {
         setScalar(TYPE, &value_::MEMBER, value);   \
     }
 
-ORVANDEL_SCALAR_ACCESSORS(bool, boolType, d_bool)
 ORVANDEL_SCALAR_ACCESSORS(unsigned char, ucharType, d_uchar)
 ORVANDEL_SCALAR_ACCESSORS(uint16_t, uint16Type, d_uint16)
 ORVANDEL_SCALAR_ACCESSORS(uint32_t, uint32Type, d_uint32)
@@ -80,6 +79,24 @@ ORVANDEL_SCALAR_ACCESSORS(float, floatType, d_float)
 ORVANDEL_SCALAR_ACCESSORS(double, doubleType, d_double)
 
 #undef ORVANDEL_SCALAR_ACCESSORS
+
+// A boolean is read from its byte: initialize() may have left any byte of another type there, and
+// every non-zero byte counts as true, so a bool with an invalid representation is never loaded.
+bool Setting::storedBool() const {
+    return d_value.d_uchar != 0;
+}
+
+void Setting::getValue(bool* value) const {
+    if (value == nullptr) {
+        throw badOutPointer;
+    }
+    requireType(boolType);
+    *value = storedBool();
+}
+
+void Setting::setValue(bool value) {
+    setScalar(boolType, &value_::d_bool, value);
+}
 
 void Setting::getValue(const std::string** value) const {
     if (value == nullptr) {
@@ -174,7 +191,7 @@ bool Setting::equals(AutoRefCounted<const ISetting> r_hand) const {
     const ISetting& other = *r_hand;
     switch (d_type) {
         case boolType:
-            return equalScalar(other, d_value.d_bool);
+            return equalScalar(other, storedBool());
         case ucharType:
             return equalScalar(other, d_value.d_uchar);
         case uint16Type:

@@ -48,7 +48,7 @@ class ORVANDEL_API IConfigurationSet : public IRefCounted {
     // afterwards. Throws unsupportedException (no file opened) when the set cannot load,
     // std::ios_base::failure when the file cannot be opened or read, or the reader's exception
     // (serializationFailureException for a malformed form). A failed load leaves the set's
-    // settings unchanged.
+    // settings and its modified flag unchanged.
     virtual void load(const std::string& filePath) = 0;
 
     // Writes the set's serialised form to filePath, created or truncated. The file is opened only
@@ -62,8 +62,8 @@ class ORVANDEL_API IConfigurationSet : public IRefCounted {
 
     // Reads exactly inLength bytes at in (borrowed for the call) as one serialised form and merges
     // its settings into the set, as load() does. Throws unsupportedException when the set cannot
-    // serialise, serializationFailureException for a malformed form (the set's settings are then
-    // unchanged). Clears the modified flag on success.
+    // serialise, serializationFailureException for a malformed form (the set's settings and its
+    // modified flag are then unchanged). Clears the modified flag on success.
     virtual void unserialize(const unsigned char* in, size_t inLength) = 0;
 
     // Writes the set's serialised form into out (outLength writable bytes; out may be null when

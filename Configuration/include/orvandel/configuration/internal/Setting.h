@@ -19,7 +19,7 @@ namespace configuration {
 // the binary buffer each have their own store; initialize() changes only the type tag, so a
 // store keeps its contents across type changes. The binary buffer is owned by the setting,
 // grown with realloc and released with free.
-class Setting final : public RefCounted<ISetting> {
+class Setting : public RefCounted<ISetting> {
   public:
     Setting();
 
@@ -89,6 +89,7 @@ class Setting final : public RefCounted<ISetting> {
     };
 
     void requireType(Type type) const;
+    bool storedBool() const;
     void raiseModifiedFlag();
     template <class T>
     void getScalar(Type type, T value_::*member, T* value) const;

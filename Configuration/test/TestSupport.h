@@ -1,0 +1,141 @@
+// Small helpers shared by the unit tests: building settings and sets, reading reference counts,
+// taking a set's binary form, and scratch directories for file tests.
+#ifndef ORVANDEL_CONFIGURATION_TEST_TESTSUPPORT_H
+#define ORVANDEL_CONFIGURATION_TEST_TESTSUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/ISetting.h>
+#include <orvandel/configuration/internal/BinaryConfigurationSet.h>
+#include <orvandel/configuration/internal/ConfigurationSet.h>
+#include <orvandel/configuration/internal/Setting.h>
+
+namespace testsupport {
+
+using com::orvandel::AutoRefCounted;
+using com::orvandel::IRefCounted;
+using com::orvandel::configuration::BinaryConfigurationSet;
+using com::orvandel::configuration::ConfigurationSet;
+using com::orvandel::configuration::IConfigurationSet;
+using com::orvandel::configuration::ISetting;
+using com::orvandel::configuration::Setting;
+
+// The enumeration value that operation throws, or nothing when it throws none.
+template <class Exception>
+std::optional<Exception> thrownValue(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (Exception exception) {
+        return exception;
+    }
+    return std::nullopt;
+}
+
+// The object's current reference count, read without changing it.
+inline uint32_t referenceCount(const IRefCounted& object) {
+    object.addRef();
+    return object.release();
+}
+
+// A new setting of the given type holding value.
+template <class T>
+AutoRefCounted<ISetting> makeSetting(ISetting::Type type, const T& value) {
+    AutoRefCounted<ISetting> setting(new Setting());
+    setting->initialize(type);
+    setting->setValue(value);
+    return setting;
+}
+
+// A new binary setting holding the given bytes.
+inline AutoRefCounted<ISetting> makeBinarySetting(const std::vector<unsigned char>& bytes) {
+    AutoRefCounted<ISetting> setting(new Setting());
+    setting->initialize(ISetting::binaryType);
+    size_t length = bytes.size();
+    setting->resizeBinaryBuffer(&length);
+    unsigned char* buffer = nullptr;
+    setting->getBinaryBuffer(&buffer, &length);
+    for (size_t i = 0; i < length; ++i) {
+        buffer[i] = bytes[i];
+    }
+    return setting;
+}
+
+inline AutoRefCounted<IConfigurationSet> newPlainSet() {
+    return AutoRefCounted<IConfigurationSet>(new ConfigurationSet());
+}
+
+inline AutoRefCounted<IConfigurationSet> newBinarySet() {
+    return AutoRefCounted<IConfigurationSet>(new BinaryConfigurationSet());
+}
+
+// True when left equals right, asked of left.
+inline bool setsEqual(const AutoRefCounted<IConfigurationSet>& left,
+                      const AutoRefCounted<IConfigurationSet>& right) {
+    return left->equals(com::orvandel::const_pointer_cast<const IConfigurationSet>(right));
+}
+
+// The set's whole serialised form, obtained with the length query and a second call.
+inline std::vector<unsigned char> serializedForm(IConfigurationSet& set) {
+    size_t length = 0;
+    try {
+        set.serialize(nullptr, 0, &length);
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        if (exception != IConfigurationSet::outBufferTooSmallException) {
+            throw;
+        }
+    }
+    std::vector<unsigned char> bytes(length);
+    set.serialize(bytes.data(), bytes.size(), &length);
+    bytes.resize(length);
+    return bytes;
+}
+
+// The paths of the set in its own order, by enumerating the empty branch.
+inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
+    std::vector<std::string> paths;
+    for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
+        std::string path;
+        set.retrieveSettingByIndex(std::string(), index, path);
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+// A fresh directory under the test temporary directory, removed with everything in it when the
+// object goes.
+class ScratchDirectory {
+  public:
+    ScratchDirectory() {
+        std::string pattern = testing::TempDir() + "orvandel-XXXXXX";
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("mkdtemp failed");
+        }
+        d_path = pattern;
+    }
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(d_path, ignored);
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+    std::string file(const std::string& name) const { return (d_path / name).string(); }
+
+  private:
+    std::filesystem::path d_path;
+};
+
+}  // namespace testsupport
+
+#endif
