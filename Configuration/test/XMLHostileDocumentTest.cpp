@@ -3,8 +3,6 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -20,29 +18,21 @@ const char sd_secret[] = "TOP-SECRET-7c1e";
 // through inotify, so a test can tell whether anything opened it.
 class SecretFile {
   public:
-    explicit SecretFile(const std::string& content) {
-        char name[] = "/tmp/orvandel-secret-XXXXXX";
-        const int descriptor = mkstemp(name);
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
-        d_path = name;
-        std::ofstream(d_path, std::ios_base::binary) << content;
+    explicit SecretFile(const std::string& content) : d_file(content) {
         d_watch = inotify_init1(IN_NONBLOCK);
         if (d_watch >= 0) {
-            inotify_add_watch(d_watch, d_path.c_str(), IN_OPEN | IN_ACCESS);
+            inotify_add_watch(d_watch, d_file.path().c_str(), IN_OPEN | IN_ACCESS);
         }
     }
     ~SecretFile() {
         if (d_watch >= 0) {
             close(d_watch);
         }
-        std::remove(d_path.c_str());
     }
     SecretFile(const SecretFile&) = delete;
     SecretFile& operator=(const SecretFile&) = delete;
 
-    std::string url() const { return "file://" + d_path; }
+    std::string url() const { return d_file.url(); }
 
     bool watched() const { return d_watch >= 0; }
 
@@ -53,7 +43,7 @@ class SecretFile {
     }
 
   private:
-    std::string d_path;
+    TemporaryFile d_file;
     int d_watch;
 };
 
@@ -165,14 +155,8 @@ TEST(XMLHostileDocument, NestingIsReadUpToTheBoundAndNotBeyond) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     unserialize(*set, nested(bound - 1, "<setting name=\"s\" type=\"int32\">1</setting>"));
     EXPECT_EQ(1u, set->getSettingCount());
-    EXPECT_EQ(IConfigurationSet::serializationFailureException, [&] {
-        try {
-            unserialize(*set, nested(bound, "<setting name=\"t\" type=\"int32\">1</setting>"));
-        } catch (IConfigurationSet::ConfigurationSetException exception) {
-            return exception;
-        }
-        return IConfigurationSet::unsupportedException;
-    }());
+    EXPECT_EQ(IConfigurationSet::serializationFailureException,
+              failureOf(*set, nested(bound, settingElement("t", "int32", "1"))));
     EXPECT_EQ(1u, set->getSettingCount());
 }
 

@@ -16,27 +16,11 @@ std::string documentWith(const std::string& body) {
            "</configuration>";
 }
 
-std::string settingElement(const std::string& name, const std::string& type,
-                           const std::string& text) {
-    return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
-}
-
 // A set read from a document holding one root-level setting "v".
 AutoRefCounted<IConfigurationSet> readOne(const std::string& type, const std::string& text) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     unserialize(*set, documentWith(settingElement("v", type, text)));
     return set;
-}
-
-IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
-                                                       const std::string& document) {
-    try {
-        unserialize(set, document);
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        return exception;
-    }
-    ADD_FAILURE() << "the document was read: " << document;
-    return IConfigurationSet::unsupportedException;
 }
 
 // A set holding p and q, to show that a failed read changes nothing.

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
 #include <fstream>
 #include <limits>
 #include <string>
@@ -57,23 +54,6 @@ AutoRefCounted<IConfigurationSet> readBack(IConfigurationSet& set) {
     unserialize(*back, serialized(set));
     return back;
 }
-
-class TemporaryFile {
-  public:
-    TemporaryFile() {
-        char name[] = "/tmp/orvandel-xml-XXXXXX";
-        const int descriptor = mkstemp(name);
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
-        d_path = name;
-    }
-    ~TemporaryFile() { std::remove(d_path.c_str()); }
-    const std::string& path() const { return d_path; }
-
-  private:
-    std::string d_path;
-};
 
 }  // namespace
 

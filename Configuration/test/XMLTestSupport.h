@@ -2,9 +2,15 @@
 #ifndef ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
 #define ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
 
+#include <unistd.h>
+
 #include <clocale>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
@@ -67,6 +73,24 @@ inline void unserialize(IConfigurationSet& set, const std::string& document) {
     set.unserialize(reinterpret_cast<const unsigned char*>(document.data()), document.size());
 }
 
+// The exception value with which reading document into set fails; a failed test when it is
+// read.
+inline IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
+                                                              const std::string& document) {
+    try {
+        unserialize(set, document);
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        return exception;
+    }
+    ADD_FAILURE() << "the document was read: " << document.substr(0, 200);
+    return IConfigurationSet::unsupportedException;
+}
+
+inline std::string settingElement(const std::string& name, const std::string& type,
+                                  const std::string& text) {
+    return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
+}
+
 // The declaration the writer puts before every document.
 inline const std::string& declaration() {
     static const std::string text =
@@ -108,6 +132,29 @@ inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
     }
     return paths;
 }
+
+// A file in /tmp holding the given content, removed at the end of the test.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const std::string& content = std::string()) {
+        char name[] = "/tmp/orvandel-xml-XXXXXX";
+        const int descriptor = mkstemp(name);
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+        d_path = name;
+        std::ofstream(d_path, std::ios_base::binary) << content;
+    }
+    ~TemporaryFile() { std::remove(d_path.c_str()); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const { return d_path; }
+    std::string url() const { return "file://" + d_path; }
+
+  private:
+    std::string d_path;
+};
 
 // Switches LC_ALL for one test and restores the previous locale afterwards.
 class ScopedLocale {

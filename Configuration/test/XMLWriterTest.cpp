@@ -17,11 +17,6 @@ std::string documentWith(const std::string& children) {
     return declaration() + "<configuration>\n" + children + "\n</configuration>\n";
 }
 
-std::string settingElement(const std::string& name, const std::string& type,
-                           const std::string& text) {
-    return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
-}
-
 std::string rootSettingText(const std::string& keyword, const AutoRefCounted<ISetting>& setting) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     set->insertSetting("v", setting);
