@@ -17,15 +17,10 @@ namespace {
 
 std::string jsonString(const std::string& bytes) {
     std::string text = "\"";
-    size_t position = 0;
-    while (position < bytes.size()) {
-        char32_t codePoint = 0;
-        const size_t length = utf8SequenceAt(bytes, position, &codePoint);
-        position += length == 0 ? 1 : length;
-        if (length == 0) {
-            codePoint = 0xFFFD;
-        }
-        if (codePoint == '"' || codePoint == '\\') {
+    decodeUtf8(bytes, [&](char32_t codePoint, bool valid) {
+        if (!valid) {
+            appendUtf8(text, kReplacementCharacter);
+        } else if (codePoint == '"' || codePoint == '\\') {
             text += '\\';
             text += static_cast<char>(codePoint);
         } else if (codePoint < 0x20) {
@@ -35,7 +30,7 @@ std::string jsonString(const std::string& bytes) {
         } else {
             appendUtf8(text, codePoint);
         }
-    }
+    });
     return text + "\"";
 }
 

@@ -1,11 +1,10 @@
 #include "Utf8.h"
 
 namespace orvconf {
+namespace {
 
-bool isUnicodeScalar(char32_t codePoint) {
-    return codePoint <= 0x10FFFF && (codePoint < 0xD800 || codePoint > 0xDFFF);
-}
-
+// The length of the well-formed sequence that starts at text[position], storing its code point;
+// 0 when there is none.
 size_t utf8SequenceAt(const std::string& text, size_t position, char32_t* codePoint) {
     const auto lead = static_cast<unsigned char>(text[position]);
     size_t length = 0;
@@ -46,6 +45,12 @@ size_t utf8SequenceAt(const std::string& text, size_t position, char32_t* codePo
     return length;
 }
 
+}  // namespace
+
+bool isUnicodeScalar(char32_t codePoint) {
+    return codePoint <= 0x10FFFF && (codePoint < 0xD800 || codePoint > 0xDFFF);
+}
+
 void appendUtf8(std::string& text, char32_t codePoint) {
     if (codePoint < 0x80) {
         text += static_cast<char>(codePoint);
@@ -64,17 +69,30 @@ void appendUtf8(std::string& text, char32_t codePoint) {
     }
 }
 
-std::optional<std::wstring> wideFromUtf8(const std::string& text) {
-    std::wstring wide;
+void decodeUtf8(const std::string& text, const std::function<void(char32_t, bool)>& visit) {
     size_t position = 0;
     while (position < text.size()) {
         char32_t codePoint = 0;
         const size_t length = utf8SequenceAt(text, position, &codePoint);
         if (length == 0) {
-            return std::nullopt;
+            visit(static_cast<unsigned char>(text[position]), false);
+            ++position;
+        } else {
+            visit(codePoint, true);
+            position += length;
         }
+    }
+}
+
+std::optional<std::wstring> wideFromUtf8(const std::string& text) {
+    std::wstring wide;
+    bool wellFormed = true;
+    decodeUtf8(text, [&](char32_t codePoint, bool valid) {
+        wellFormed = wellFormed && valid;
         wide += static_cast<wchar_t>(codePoint);
-        position += length;
+    });
+    if (!wellFormed) {
+        return std::nullopt;
     }
     return wide;
 }

@@ -4,6 +4,7 @@
 #define ORVCONF_UTF8_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,9 +13,13 @@ namespace orvconf {
 // True for a Unicode scalar value: at most 0x10FFFF and not a surrogate.
 bool isUnicodeScalar(char32_t codePoint);
 
-// The length of the well-formed UTF-8 sequence that starts at text[position] (no overlong forms,
-// no surrogates, nothing above 0x10FFFF), storing its code point; 0 when there is none.
-size_t utf8SequenceAt(const std::string& text, size_t position, char32_t* codePoint);
+// U+FFFD, which stands in for what is not Unicode where no escape can be written.
+inline constexpr char32_t kReplacementCharacter = 0xFFFD;
+
+// Walks text: calls visit(codePoint, true) for each well-formed UTF-8 sequence (no overlong
+// forms, no surrogates, nothing above 0x10FFFF), and visit(byte, false) for each byte that does
+// not begin one.
+void decodeUtf8(const std::string& text, const std::function<void(char32_t, bool)>& visit);
 
 // Appends the UTF-8 encoding of a Unicode scalar value.
 void appendUtf8(std::string& text, char32_t codePoint);

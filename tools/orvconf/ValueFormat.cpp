@@ -13,8 +13,6 @@ using com::orvandel::configuration::ISetting;
 namespace orvconf {
 namespace {
 
-const char32_t kReplacementCharacter = 0xFFFD;
-
 template <class T>
 T read(const ISetting& setting) {
     T value{};
@@ -66,18 +64,13 @@ void appendQuotedCodePoint(std::string& text, char32_t codePoint) {
 
 std::string escapeNarrow(const std::string& bytes) {
     std::string text;
-    size_t position = 0;
-    while (position < bytes.size()) {
-        char32_t codePoint = 0;
-        const size_t length = utf8SequenceAt(bytes, position, &codePoint);
-        if (length == 0) {
-            appendHexEscape(text, 'x', static_cast<unsigned char>(bytes[position]), 2);
-            ++position;
-        } else {
+    decodeUtf8(bytes, [&](char32_t codePoint, bool valid) {
+        if (valid) {
             appendQuotedCodePoint(text, codePoint);
-            position += length;
+        } else {
+            appendHexEscape(text, 'x', codePoint, 2);
         }
-    }
+    });
     return text;
 }
 
