@@ -55,6 +55,8 @@ std::string reasonOfCurrentException() {
         return "a value cannot be read as its type";
     } catch (const std::bad_alloc&) {
         return "a length is too large for memory";
+    } catch (const Failure&) {
+        return "the configuration library provides no set of this form";
     } catch (...) {
         return "rejected by the reader";
     }
@@ -64,8 +66,8 @@ std::string reasonOfCurrentException() {
 AutoRefCounted<IConfigurationSet> tryRead(const std::string& file,
                                           const std::vector<unsigned char>& bytes, Format format,
                                           std::string& reason) {
-    AutoRefCounted<IConfigurationSet> set = newSet(format, file);
     try {
+        AutoRefCounted<IConfigurationSet> set = newSet(format, file);
         set->unserialize(bytes.data(), bytes.size());
         return set;
     } catch (...) {

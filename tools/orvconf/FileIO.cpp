@@ -1,6 +1,7 @@
 #include "FileIO.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,27 @@ namespace {
 std::string systemError() {
     return std::strerror(errno);
 }
+
+// Holds back the signals that end a program from a terminal or a service manager while it lives,
+// so that an interrupted replacement ends either before the temporary file exists or after the
+// rename: no stray temporary file is left behind. Held-back signals arrive afterwards.
+class DeferredTerminationSignals {
+  public:
+    DeferredTerminationSignals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+            sigaddset(&signals, signal);
+        }
+        ::sigprocmask(SIG_BLOCK, &signals, &d_previous);
+    }
+    DeferredTerminationSignals(const DeferredTerminationSignals&) = delete;
+    DeferredTerminationSignals& operator=(const DeferredTerminationSignals&) = delete;
+    ~DeferredTerminationSignals() { ::sigprocmask(SIG_SETMASK, &d_previous, nullptr); }
+
+  private:
+    sigset_t d_previous;
+};
 
 // Closes the descriptor and removes the temporary file unless the replacement went through.
 class TemporaryFile {
@@ -125,6 +147,7 @@ void replaceFile(const std::string& file, const std::vector<unsigned char>& byte
     const std::string name = slash == std::string::npos ? target : target.substr(slash + 1);
     const mode_t permissions = permissionsFor(target);
 
+    const DeferredTerminationSignals deferred;
     TemporaryFile temporary(directory + "/." + name + ".XXXXXX");
     if (!temporary.isOpen()) {
         throw Failure(file + ": cannot create a temporary file in " + directory + ": " +

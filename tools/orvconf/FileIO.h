@@ -16,8 +16,9 @@ std::optional<std::vector<unsigned char>> readWholeFile(const std::string& file)
 // written: the bytes go to a temporary file in the same directory, are flushed to disk, and the
 // temporary file is renamed over the target. An existing file keeps its permission bits (a new
 // one gets those the umask allows), and a symbolic link is followed, so the file it names is
-// replaced. Throws Failure naming the file and the reason; the target is then untouched and the
-// temporary file removed.
+// replaced. Termination signals (SIGHUP, SIGINT, SIGQUIT, SIGTERM) wait until the replacement is
+// done or abandoned. Throws Failure naming the file and the reason; the target is then untouched
+// and the temporary file removed.
 void replaceFile(const std::string& file, const std::vector<unsigned char>& bytes);
 
 }  // namespace orvconf

@@ -1,4 +1,5 @@
 // Every command of the installed orvconf on binary files.
+#include <cstdlib>
 #include <string>
 
 #include "OrvconfFixture.h"
@@ -185,6 +186,19 @@ TEST_F(CommandsTest, AMissingFileIsAnErrorForEveryReadingCommand) {
 TEST_F(CommandsTest, AFileInNeitherFormNamesBothReasons) {
     writeFile("junk.cfg", "this is not a configuration");
     expectFailure(orvconf({"print", file("junk.cfg")}), {file("junk.cfg"), "binary", "XML"});
+}
+
+TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
+    // The reader asks for the announced buffer before it checks the input's length; the tool
+    // must report the failed allocation like any other unreadable file.
+    ::setenv("ASAN_OPTIONS", "allocator_may_return_null=1", 1);
+    writeFile("huge.cfg", std::string("\x01\0\0\0\0\0\0\0"
+                                      "b"
+                                      "\x0c\0\0\0"
+                                      "\0\0\0\0\0\0\0\x40",
+                                      21));
+    expectFailure(orvconf({"print", file("huge.cfg")}), {file("huge.cfg"), "binary"});
+    ::unsetenv("ASAN_OPTIONS");
 }
 
 TEST_F(CommandsTest, AnEmptyFileIsAnEmptyBinarySet) {
