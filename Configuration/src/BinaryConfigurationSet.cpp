@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -151,17 +150,6 @@ void getValue(BinaryStreamReader& reader, ISetting& setting, ISetting::Type type
     throw IConfigurationSet::serializationFailureException;
 }
 
-// Records normally arrive in path order, so each one goes at the end of the map; a later record
-// for a path already read replaces the earlier one.
-void store(ConfigurationSet::SettingMap& read, std::string&& path,
-           AutoRefCounted<ISetting>&& setting) {
-    if (read.empty() || std::prev(read.end())->first < path) {
-        read.emplace_hint(read.end(), std::move(path), std::move(setting));
-    } else {
-        read.insert_or_assign(std::move(path), std::move(setting));
-    }
-}
-
 }  // namespace
 
 BinaryConfigurationSet::BinaryConfigurationSet() {
@@ -199,7 +187,7 @@ void BinaryConfigurationSet::unserialize(const unsigned char* in, size_t inLengt
         const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
         AutoRefCounted<Setting> setting = createAttachedSetting(type);
         getValue(reader, *setting, type);
-        store(read, std::move(path), static_pointer_cast<ISetting>(setting));
+        storeRead(read, std::move(path), static_pointer_cast<ISetting>(setting));
     }
     mergeRead(read);
 }

@@ -1,5 +1,6 @@
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -173,6 +174,15 @@ AutoRefCounted<Setting> ConfigurationSet::createAttachedSetting(ISetting::Type t
     setting->initialize(type);
     setting->setModifiedFlag(d_modifiedFlag);
     return setting;
+}
+
+void ConfigurationSet::storeRead(SettingMap& read, std::string&& path,
+                                 AutoRefCounted<ISetting>&& setting) {
+    if (read.empty() || std::prev(read.end())->first < path) {
+        read.emplace_hint(read.end(), std::move(path), std::move(setting));
+    } else {
+        read.insert_or_assign(std::move(path), std::move(setting));
+    }
 }
 
 void ConfigurationSet::mergeRead(SettingMap& read) {

@@ -3,6 +3,7 @@
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
 namespace com {
 namespace orvandel {
@@ -27,6 +28,9 @@ AutoRefCounted<IConfigurationSet> ConfigurationSetFactory::createConfigurationSe
     }
     if (type == "BinaryConfigurationSet") {
         return AutoRefCounted<IConfigurationSet>(new BinaryConfigurationSet());
+    }
+    if (type == "XMLConfigurationSet") {
+        return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
     }
     throw unsupportedTypeException;
 }

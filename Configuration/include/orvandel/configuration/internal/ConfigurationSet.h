@@ -57,6 +57,11 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     // For readers: a new setting of the given type, already sharing this set's modified flag.
     AutoRefCounted<Setting> createAttachedSetting(ISetting::Type type) const;
 
+    // For readers, while collecting a form into `read`: stores setting under path, replacing an
+    // earlier setting read for the same path. Settings that arrive in path order cost constant
+    // time each.
+    static void storeRead(SettingMap& read, std::string&& path, AutoRefCounted<ISetting>&& setting);
+
     // For readers, once a whole form has been read into `read`: moves every entry into the set,
     // replacing the settings at the same paths and keeping all others, then clears the modified
     // flag. Throws nothing, so a read either changes the set completely or not at all. `read` is

@@ -1,0 +1,81 @@
+// The type keywords and value texts of the XML configuration document, both ways.
+#ifndef ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
+#define ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
+
+#include <sstream>
+#include <string>
+
+#include <xercesc/util/TransService.hpp>
+
+#include <orvandel/configuration/ISetting.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+// The keyword of a value type in the `type` attribute ("bool", "uchar", ... "unicodeString"),
+// or "" for a type outside the fourteen (which no reader accepts).
+const char* xmlTypeKeyword(ISetting::Type type);
+
+// The value type named by keyword (compared exactly). Returns false for any other text.
+bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
+
+// Makes the value texts of one document. Numbers and booleans are formatted by a wide stream
+// (decimal integers, floating-point values widened to double in scientific notation with 53
+// digits after the point, booleans by name), strings are widened with the C library's
+// multibyte conversion, binary buffers become Base64. Every text is then converted to the
+// multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at the first character
+// that the locale cannot represent. One writer serves a whole document, so that its stream is
+// set up once.
+class XMLValueTextWriter {
+  public:
+    XMLValueTextWriter();
+
+    // The value text of setting, in the current locale's multibyte encoding; borrowed, valid
+    // until the next call. A binary setting is read through getBinaryBuffer, which raises its
+    // modified flag. A type outside the fourteen has empty text.
+    const std::string& valueText(ISetting& setting);
+
+  private:
+    void formatValue(ISetting& setting);
+    template <class Shown, class Stored>
+    void formatScalar(const ISetting& setting);
+    void widenMultibyte(const char* text, size_t length);
+    void widenBinary(ISetting& setting);
+    void narrowWide();
+
+    std::wostringstream d_stream;
+    std::wstring d_wide;
+    std::string d_narrow;
+};
+
+// Reads the value texts of one document into new settings. Numbers and booleans are read by a
+// wide stream that throws std::ios_base::failure for text it cannot read; the text is first
+// converted to wchar_t with a UCS-4LE transcoder. One reader serves a whole document.
+class XMLValueTextReader {
+  public:
+    // wideTranscoder (UCS-4LE) is borrowed for the reader's lifetime.
+    explicit XMLValueTextReader(xercesc::XMLTranscoder& wideTranscoder);
+
+    // Stores the value that text (Xerces-C's UTF-16, not empty) gives for setting's type.
+    // Throws serializationFailureException for text that cannot be transcoded and for Base64
+    // that does not decode, std::ios_base::failure for a number or boolean that the stream
+    // cannot read, std::bad_alloc when memory runs out.
+    void readValue(const XMLCh* text, ISetting& setting);
+
+  private:
+    template <class Read, class Stored>
+    void readScalar(const XMLCh* text, ISetting& setting);
+    void widen(const XMLCh* text);
+    static void readBinary(const XMLCh* text, ISetting& setting);
+
+    xercesc::XMLTranscoder& d_wideTranscoder;
+    std::wistringstream d_stream;
+    std::wstring d_wide;
+};
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com
+
+#endif

@@ -1,0 +1,365 @@
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+#include <orvandel/configuration/internal/XMLBranchIndex.h>
+#include <orvandel/configuration/internal/XMLValueText.h>
+#include <orvandel/configuration/internal/XercesHolders.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+using namespace xercesc;
+
+namespace {
+
+// Narrow text (Xerces-C's local code page) as Xerces-C's UTF-16, for the length of one call.
+class XStr {
+  public:
+    explicit XStr(const char* toTranscode) : d_unicodeForm(XMLString::transcode(toTranscode)) {
+        if (d_unicodeForm == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+    }
+    ~XStr() { XMLString::release(&d_unicodeForm); }
+    XStr(const XStr&) = delete;
+    XStr& operator=(const XStr&) = delete;
+
+    const XMLCh* unicodeForm() const { return d_unicodeForm; }
+
+  private:
+    XMLCh* d_unicodeForm;
+};
+
+const bool sd_xmlPlatformReady = xmlInitialize();
+
+const XMLCh sd_configurationTag[] = u"configuration";
+const XMLCh sd_settingTag[] = u"setting";
+const XMLCh sd_nameAttribute[] = u"name";
+const XMLCh sd_typeAttribute[] = u"type";
+constexpr std::string_view sd_settingTagName = "setting";
+
+// A document can expand internal entities only this often. Documents of this format declare no
+// entities at all (the predefined ones such as &amp; and character references are not counted),
+// so the bound changes the reading of none of them; it stops "billion laughs" documents, whose
+// nested entities would otherwise expand without end, after little work and memory.
+constexpr XMLSize_t sd_entityExpansionLimit = 100;
+
+DOMImplementation& lsImplementation() {
+    DOMImplementation* implementation =
+        DOMImplementationRegistry::getDOMImplementation(XStr("LS").unicodeForm());
+    if (implementation == nullptr) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+    return *implementation;
+}
+
+XercesReleased<DOMDocument> createDocument(DOMImplementation& implementation) {
+    try {
+        return XercesReleased<DOMDocument>(implementation.createDocument(
+            nullptr, sd_configurationTag, nullptr, XMLPlatformUtils::fgMemoryManager));
+    } catch (...) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+}
+
+// Builds the tree of one document: branch elements spell each path's branch segments, a setting
+// element holds the name, type keyword and value text.
+class DocumentBuilder {
+  public:
+    explicit DocumentBuilder(DOMDocument& document) : d_document(document) {
+        d_document.setXmlStandalone(true);
+        d_root = d_document.getDocumentElement();
+        if (d_root == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+    }
+
+    // path must outlive the builder (the branch index keeps views into it).
+    void addSetting(const std::string& path, ISetting& setting) {
+        const size_t lastSlash = path.rfind('/');
+        const size_t branchEnd = lastSlash == std::string::npos ? 0 : lastSlash;
+        DOMElement* parent = branchElement(path, branchEnd);
+        DOMElement* element = appendElement(*parent, sd_settingTagName, sd_settingTag);
+        const std::string name = path.substr(lastSlash == std::string::npos ? 0 : lastSlash + 1);
+        element->setAttribute(sd_nameAttribute, XStr(name.c_str()).unicodeForm());
+        const std::string& text = d_values.valueText(setting);
+        element->setAttribute(sd_typeAttribute,
+                              XStr(xmlTypeKeyword(setting.getType())).unicodeForm());
+        element->appendChild(d_document.createTextNode(XStr(text.c_str()).unicodeForm()));
+    }
+
+  private:
+    // Walks the branch segments of path before branchEnd (each ends at a "/"). A segment reuses
+    // the existing child element of that name when the parent has exactly one; otherwise (none,
+    // or several) it gets a new element, and so does every deeper segment of the path, without
+    // looking. An empty segment just before branchEnd is never visited ("a//b" is written as
+    // "a/b"), but one further up is, and fails as an element name.
+    DOMElement* branchElement(const std::string& path, size_t branchEnd) {
+        DOMElement* parent = d_root;
+        bool upperParentMissing = false;
+        size_t depth = 1;
+        for (size_t position = 0; position < branchEnd;) {
+            const size_t segmentEnd = path.find('/', position);
+            const std::string_view segment(path.data() + position, segmentEnd - position);
+            position = segmentEnd + 1;
+            if (++depth > XMLConfigurationSet::sd_maxElementDepth - 1) {
+                throw IConfigurationSet::serializationFailureException;
+            }
+            XMLBranchIndex::Children& children = d_branches.childrenNamed(parent, segment);
+            DOMElement* existing = upperParentMissing ? nullptr : children.unique();
+            if (existing != nullptr) {
+                parent = existing;
+                continue;
+            }
+            upperParentMissing = true;
+            DOMElement* element =
+                d_document.createElement(XStr(std::string(segment).c_str()).unicodeForm());
+            parent = appendChild(*parent, element, children);
+        }
+        return parent;
+    }
+
+    DOMElement* appendElement(DOMElement& parent, std::string_view tag, const XMLCh* tagName) {
+        return appendChild(parent, d_document.createElement(tagName),
+                           d_branches.childrenNamed(&parent, tag));
+    }
+
+    static DOMElement* appendChild(DOMElement& parent, DOMElement* child,
+                                   XMLBranchIndex::Children& sameName) {
+        if (child == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        parent.appendChild(child);
+        sameName.add(child);
+        return child;
+    }
+
+    DOMDocument& d_document;
+    DOMElement* d_root;
+    XMLBranchIndex d_branches;
+    XMLValueTextWriter d_values;
+};
+
+// Pretty-printed when the serializer can do it; UTF-8, the serializer's default encoding. A
+// serializer that fails (a value holding a character XML 1.0 cannot carry, such as U+0001)
+// would leave a partial document, so the failure is reported instead.
+void writeDocument(DOMImplementation& implementation, const DOMDocument& document,
+                   XMLFormatTarget& target) {
+    const XercesReleased<DOMLSSerializer> serializer(
+        static_cast<DOMImplementationLS&>(implementation)
+            .createLSSerializer(XMLPlatformUtils::fgMemoryManager));
+    DOMConfiguration* configuration = serializer->getDomConfig();
+    if (configuration->canSetParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true)) {
+        configuration->setParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true);
+    }
+    const XercesReleased<DOMLSOutput> output(
+        static_cast<DOMImplementationLS&>(implementation)
+            .createLSOutput(XMLPlatformUtils::fgMemoryManager));
+    output->setByteStream(&target);
+    bool written = false;
+    try {
+        written = serializer->write(&document, output.get());
+    } catch (const DOMLSException&) {
+    }
+    if (!written) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+}
+
+// The DOM parser with its defaults, except where a document could make it fetch something or
+// work without end. None of these changes the reading of a document of this format, which has
+// no DOCTYPE and no entities: external entities and DTDs are never fetched from files or the
+// network (an entity that would need fetching is an error), and entity expansion is bounded.
+class ConfinedParser {
+  public:
+    ConfinedParser() : d_parser(nullptr, XMLPlatformUtils::fgMemoryManager, nullptr) {
+        d_security.setEntityExpansionLimit(sd_entityExpansionLimit);
+        d_parser.setSecurityManager(&d_security);
+        d_parser.setDisableDefaultEntityResolution(true);
+        d_parser.setLoadExternalDTD(false);
+    }
+
+    // The root element of the document in length bytes at in; owned by the parser. Throws
+    // serializationFailureException for input with any error the parser reports.
+    const DOMElement& parse(const unsigned char* in, size_t length) {
+        const MemBufInputSource source(in, length, "configuration", false,
+                                       XMLPlatformUtils::fgMemoryManager);
+        try {
+            d_parser.parse(source);
+        } catch (...) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        if (d_parser.getErrorCount() > 0) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        const DOMDocument* document = d_parser.getDocument();
+        const DOMElement* root = document != nullptr ? document->getDocumentElement() : nullptr;
+        if (root == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        return *root;
+    }
+
+  private:
+    SecurityManager d_security;  // outlives the parser, which refers to it
+    XercesDOMParser d_parser;
+};
+
+// The first text child of element (not CDATA, not a comment), or null.
+const DOMNode* firstTextChild(const DOMElement& element) {
+    for (const DOMNode* child = element.getFirstChild(); child != nullptr;
+         child = child->getNextSibling()) {
+        if (child->getNodeType() == DOMNode::TEXT_NODE) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+// The narrow value of element's attribute called name. Throws serializationFailureException when
+// it has none.
+std::string requiredAttribute(const DOMElement& element, const XMLCh* name) {
+    const DOMAttr* attribute = element.getAttributeNode(name);
+    if (attribute == nullptr) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+    return TranscodedText(attribute->getValue()).get();
+}
+
+}  // namespace
+
+bool xmlInitialize() {
+    try {
+        XMLPlatformUtils::Initialize(XMLUni::fgXercescDefaultLocale, nullptr, nullptr, nullptr);
+    } catch (const XMLException&) {
+        return false;
+    }
+    return true;
+}
+
+// What one unserialize call collects: the branch path of the element being read ("a/b/" inside
+// branch elements a and b, empty at the top), the settings read so far, and the value reader.
+struct XMLConfigurationSet::DocumentReading {
+    explicit DocumentReading(XMLTranscoder& wideTranscoder) : values(wideTranscoder) {}
+
+    std::string path;
+    SettingMap settings;
+    XMLValueTextReader values;
+};
+
+XMLConfigurationSet::XMLConfigurationSet() : d_xmlPlatformInitialized(false) {
+    d_type = "XMLConfigurationSet";
+    d_capLoadSave = true;
+    d_capSerialize = true;
+    if (!sd_xmlPlatformReady) {
+        return;
+    }
+    try {
+        XMLTransService::Codes failReason = XMLTransService::Ok;
+        d_wcharTranscoder.reset(XMLPlatformUtils::fgTransService->makeNewTranscoderFor(
+            "UCS-4LE", failReason, 16384, XMLPlatformUtils::fgMemoryManager));
+        d_xmlPlatformInitialized =
+            d_wcharTranscoder != nullptr && failReason == XMLTransService::Ok;
+    } catch (const XMLException&) {
+        d_xmlPlatformInitialized = false;
+    }
+}
+
+XMLConfigurationSet::~XMLConfigurationSet() = default;
+
+void XMLConfigurationSet::serialize(unsigned char* out, size_t outLength, size_t* reqLength) {
+    if (!d_xmlPlatformInitialized) {
+        throw serializationFailureException;
+    }
+    DOMImplementation& implementation = lsImplementation();
+    const XercesReleased<DOMDocument> document = createDocument(implementation);
+    DocumentBuilder builder(*document);
+    for (const SettingMap::value_type& entry : d_settings) {
+        builder.addSetting(entry.first, *entry.second);
+    }
+    MemBufFormatTarget target(1023, XMLPlatformUtils::fgMemoryManager);
+    writeDocument(implementation, *document, target);
+    const size_t length = target.getLen();
+    *reqLength = length;
+    if (length > outLength) {
+        throw outBufferTooSmallException;
+    }
+    if (length != 0) {
+        std::memcpy(out, target.getRawBuffer(), length);
+    }
+    clearModified();
+}
+
+void XMLConfigurationSet::unserialize(const unsigned char* in, size_t inLength) {
+    if (!d_xmlPlatformInitialized) {
+        throw serializationFailureException;
+    }
+    DocumentReading reading(*d_wcharTranscoder);
+    {
+        ConfinedParser parser;
+        unserializeDoc(parser.parse(in, inLength), reading, 1);
+    }
+    mergeRead(reading.settings);
+}
+
+// "configuration" adds nothing to the path, wherever it stands; "setting" is one setting; any
+// other element is a branch and adds its name and "/" while its children are read. Children
+// that are not elements (text, comments, processing instructions) are skipped.
+void XMLConfigurationSet::unserializeDoc(const DOMElement& element, DocumentReading& reading,
+                                         size_t depth) {
+    if (depth > sd_maxElementDepth) {
+        throw serializationFailureException;
+    }
+    const XMLCh* name = element.getTagName();
+    if (XMLString::equals(name, sd_settingTag)) {
+        readSetting(element, reading);
+        return;
+    }
+    const size_t pathLength = reading.path.size();
+    if (!XMLString::equals(name, sd_configurationTag)) {
+        reading.path += TranscodedText(name).get();
+        reading.path += '/';
+    }
+    for (const DOMNode* child = element.getFirstChild(); child != nullptr;
+         child = child->getNextSibling()) {
+        if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
+            unserializeDoc(static_cast<const DOMElement&>(*child), reading, depth + 1);
+        }
+    }
+    reading.path.resize(pathLength);
+}
+
+void XMLConfigurationSet::readSetting(const DOMElement& element, DocumentReading& reading) {
+    const std::string settingName = requiredAttribute(element, sd_nameAttribute);
+    const std::string settingType = requiredAttribute(element, sd_typeAttribute);
+    const DOMNode* value = firstTextChild(element);
+    if (value == nullptr) {
+        throw serializationFailureException;
+    }
+    ISetting::Type type;
+    if (!xmlTypeFromKeyword(settingType.c_str(), &type)) {
+        throw serializationFailureException;
+    }
+    AutoRefCounted<Setting> setting = createAttachedSetting(type);
+    reading.values.readValue(value->getNodeValue(), *setting);
+    std::string key = reading.path.empty() ? "/" + settingName : reading.path + settingName;
+    storeRead(reading.settings, std::move(key), static_pointer_cast<ISetting>(setting));
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

@@ -1,0 +1,260 @@
+#include <orvandel/configuration/internal/XMLValueText.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <ios>
+
+#include <xercesc/util/Base64.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+#include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/internal/XercesHolders.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+namespace {
+
+using xercesc::XMLPlatformUtils;
+
+// Indexed by ISetting::Type.
+const char* const sd_typeKeywords[] = {"bool",   "uchar",  "uint16", "uint32",       "uint64",
+                                       "char",   "int16",  "int32",  "int64",        "float",
+                                       "double", "string", "binary", "unicodeString"};
+constexpr int sd_typeCount = sizeof sd_typeKeywords / sizeof sd_typeKeywords[0];
+
+// Both streams use the same flags, so that every text the writer makes is read back as the
+// same value: decimal integers, booleans by name, floating-point values in scientific notation
+// with 53 digits after the point (enough to give back the identical float or double).
+void setNumberFlags(std::ios_base& stream) {
+    stream.setf(std::ios_base::showbase);
+    stream.setf(std::ios_base::boolalpha);
+    stream.setf(std::ios_base::scientific, std::ios_base::floatfield);
+    stream.setf(std::ios_base::showpoint);
+    stream.precision(53);
+}
+
+}  // namespace
+
+const char* xmlTypeKeyword(ISetting::Type type) {
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : "";
+}
+
+bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
+    for (int index = 0; index < sd_typeCount; ++index) {
+        if (std::strcmp(keyword, sd_typeKeywords[index]) == 0) {
+            *type = static_cast<ISetting::Type>(index);
+            return true;
+        }
+    }
+    return false;
+}
+
+XMLValueTextWriter::XMLValueTextWriter() {
+    setNumberFlags(d_stream);
+}
+
+const std::string& XMLValueTextWriter::valueText(ISetting& setting) {
+    d_wide.clear();
+    formatValue(setting);
+    narrowWide();
+    return d_narrow;
+}
+
+void XMLValueTextWriter::formatValue(ISetting& setting) {
+    switch (setting.getType()) {
+        case ISetting::boolType:
+            return formatScalar<bool, bool>(setting);
+        case ISetting::ucharType:
+            return formatScalar<unsigned int, unsigned char>(setting);
+        case ISetting::uint16Type:
+            return formatScalar<unsigned int, uint16_t>(setting);
+        case ISetting::uint32Type:
+            return formatScalar<unsigned int, uint32_t>(setting);
+        case ISetting::uint64Type:
+            return formatScalar<unsigned long, uint64_t>(setting);
+        case ISetting::charType:
+            return formatScalar<int, signed char>(setting);
+        case ISetting::int16Type:
+            return formatScalar<int, int16_t>(setting);
+        case ISetting::int32Type:
+            return formatScalar<int, int32_t>(setting);
+        case ISetting::int64Type:
+            return formatScalar<long, int64_t>(setting);
+        case ISetting::floatType:
+            return formatScalar<double, float>(setting);
+        case ISetting::doubleType:
+            return formatScalar<double, double>(setting);
+        case ISetting::stringType: {
+            const std::string* value = nullptr;
+            setting.getValue(&value);
+            return widenMultibyte(value->c_str(), value->size());
+        }
+        case ISetting::unicodeString: {
+            const std::wstring* value = nullptr;
+            setting.getValue(&value);
+            d_wide = *value;
+            return;
+        }
+        case ISetting::binaryType:
+            return widenBinary(setting);
+    }
+}
+
+// Integers narrower than int are shown as int (zero- or sign-extended), so that a char is a
+// number and not a character; a float is shown widened to double, so its text is exact.
+template <class Shown, class Stored>
+void XMLValueTextWriter::formatScalar(const ISetting& setting) {
+    Stored value;
+    setting.getValue(&value);
+    d_stream.str(std::wstring());
+    d_stream << static_cast<Shown>(value);
+    d_wide = d_stream.str();
+}
+
+// The characters that the current locale converts, up to the first byte sequence it cannot
+// convert or a NUL byte.
+void XMLValueTextWriter::widenMultibyte(const char* text, size_t length) {
+    d_wide.assign(length, L'\0');
+    const size_t converted = std::mbstowcs(&d_wide[0], text, length);
+    d_wide.resize(converted != static_cast<size_t>(-1) ? converted : std::wcslen(d_wide.c_str()));
+}
+
+// Base64 as Xerces-C encodes it (lines broken by line feeds); an empty buffer has empty text.
+void XMLValueTextWriter::widenBinary(ISetting& setting) {
+    unsigned char* binary = nullptr;
+    size_t length = 0;
+    setting.getBinaryBuffer(&binary, &length);
+    if (length == 0) {
+        return;
+    }
+    XMLSize_t encodedLength = 0;
+    const XercesBuffer<XMLByte> encoded(
+        xercesc::Base64::encode(binary, length, &encodedLength, XMLPlatformUtils::fgMemoryManager));
+    if (encoded == nullptr) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+    widenMultibyte(reinterpret_cast<const char*>(encoded.get()), encodedLength);
+}
+
+// The bytes of the locale's multibyte encoding, up to a NUL or the first character that the
+// locale cannot represent (the conversion leaves what it converted before that in the
+// zero-filled buffer).
+void XMLValueTextWriter::narrowWide() {
+    d_narrow.assign(d_wide.size() * MB_CUR_MAX + 1, '\0');
+    const wchar_t* source = d_wide.c_str();
+    std::mbstate_t state{};
+    const size_t converted = std::wcsrtombs(&d_narrow[0], &source, d_narrow.size(), &state);
+    d_narrow.resize(converted != static_cast<size_t>(-1) ? converted
+                                                         : std::strlen(d_narrow.c_str()));
+}
+
+XMLValueTextReader::XMLValueTextReader(xercesc::XMLTranscoder& wideTranscoder)
+    : d_wideTranscoder(wideTranscoder) {
+    setNumberFlags(d_stream);
+    d_stream.exceptions(std::ios_base::failbit);
+}
+
+void XMLValueTextReader::readValue(const XMLCh* text, ISetting& setting) {
+    switch (setting.getType()) {
+        case ISetting::boolType:
+            return readScalar<bool, bool>(text, setting);
+        case ISetting::ucharType:
+            return readScalar<uint32_t, unsigned char>(text, setting);
+        case ISetting::uint16Type:
+            return readScalar<uint32_t, uint16_t>(text, setting);
+        case ISetting::uint32Type:
+            return readScalar<uint32_t, uint32_t>(text, setting);
+        case ISetting::uint64Type:
+            return readScalar<uint64_t, uint64_t>(text, setting);
+        case ISetting::charType:
+            return readScalar<int32_t, signed char>(text, setting);
+        case ISetting::int16Type:
+            return readScalar<int32_t, int16_t>(text, setting);
+        case ISetting::int32Type:
+            return readScalar<int32_t, int32_t>(text, setting);
+        case ISetting::int64Type:
+            return readScalar<int64_t, int64_t>(text, setting);
+        case ISetting::floatType:
+            return readScalar<float, float>(text, setting);
+        case ISetting::doubleType:
+            return readScalar<double, double>(text, setting);
+        case ISetting::stringType:
+            // Taken from Xerces-C's text directly, up to its first NUL.
+            return setting.setValue(std::string(TranscodedText(text).get()));
+        case ISetting::unicodeString:
+            widen(text);
+            return setting.setValue(d_wide);
+        case ISetting::binaryType:
+            return readBinary(text, setting);
+    }
+    throw IConfigurationSet::serializationFailureException;
+}
+
+// The 8- and 16-bit types are read as 32-bit numbers and keep their low bits, so "uchar" 300
+// gives 44 and "char" 200 gives -56.
+template <class Read, class Stored>
+void XMLValueTextReader::readScalar(const XMLCh* text, ISetting& setting) {
+    widen(text);
+    Read value;
+    d_stream.clear();
+    d_stream.str(d_wide);
+    d_stream >> value;
+    setting.setValue(static_cast<Stored>(value));
+}
+
+// UTF-16 to wchar_t (a surrogate pair gives one character). The transcoder may stop before the
+// end of a long text, so it is called until everything is consumed; a call that consumes
+// nothing means text it cannot convert.
+void XMLValueTextReader::widen(const XMLCh* text) {
+    const XMLSize_t length = xercesc::XMLString::stringLen(text);
+    d_wide.assign(length, L'\0');
+    XMLSize_t consumed = 0;
+    size_t produced = 0;
+    try {
+        while (consumed < length) {
+            XMLSize_t eaten = 0;
+            const XMLSize_t bytes = d_wideTranscoder.transcodeTo(
+                text + consumed, length - consumed, reinterpret_cast<XMLByte*>(&d_wide[produced]),
+                (d_wide.size() - produced) * sizeof(wchar_t), eaten,
+                xercesc::XMLTranscoder::UnRep_Throw);
+            if (eaten == 0) {
+                throw IConfigurationSet::serializationFailureException;
+            }
+            consumed += eaten;
+            produced += bytes / sizeof(wchar_t);
+        }
+    } catch (const xercesc::XMLException&) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+    d_wide.resize(produced);
+}
+
+// Base64 with RFC 2045 conformance, so whitespace anywhere in the text (the writer's line
+// breaks, a reformatting editor's indentation) is skipped. Text that does not decode, or holds
+// nothing but whitespace, has no result.
+void XMLValueTextReader::readBinary(const XMLCh* text, ISetting& setting) {
+    XMLSize_t decodedLength = 0;
+    const XercesBuffer<XMLByte> decoded(xercesc::Base64::decodeToXMLByte(
+        text, &decodedLength, XMLPlatformUtils::fgMemoryManager, xercesc::Base64::Conf_RFC2045));
+    if (decoded == nullptr) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+    size_t length = decodedLength;
+    setting.resizeBinaryBuffer(&length);
+    unsigned char* binary = nullptr;
+    setting.getBinaryBuffer(&binary, &length);
+    if (length != 0) {
+        std::memcpy(binary, decoded.get(), length);
+    }
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com
