@@ -58,7 +58,7 @@ std::string reasonOfCurrentException() {
     } catch (const Failure&) {
         return "the configuration library provides no set of this form";
     } catch (...) {
-        return "rejected by the reader";
+        return "refused by the configuration library";
     }
 }
 
@@ -117,69 +117,70 @@ std::vector<unsigned char> serializeWhole(IConfigurationSet& set) {
     return bytes;
 }
 
-// A set of the given format holding the very settings of source.
+// A set of the given format holding the very settings of source: all of them, or only the one
+// at onlyPath.
 AutoRefCounted<IConfigurationSet> setInFormat(const std::string& file,
-                                              const IConfigurationSet& source, Format format) {
+                                              const IConfigurationSet& source, Format format,
+                                              const std::string* onlyPath) {
     AutoRefCounted<IConfigurationSet> set = newSet(format, file);
     forEachSetting(source, "", [&](const std::string& path, const ISetting&) {
-        set->insertSetting(
-            path, com::orvandel::const_pointer_cast<ISetting>(source.retrieveLockedSetting(path)));
+        if (onlyPath == nullptr || path == *onlyPath) {
+            set->insertSetting(path, com::orvandel::const_pointer_cast<ISetting>(
+                                         source.retrieveLockedSetting(path)));
+        }
     });
     return set;
 }
 
-std::string quotedPath(const std::string& path) {
-    return "'" + formatPath(path) + "'";
-}
-
-// Finds the first setting that the form cannot hold, by serialising each one alone.
-std::string firstUnwritablePath(const std::string& file, const IConfigurationSet& source,
-                                Format format) {
-    std::string found;
-    forEachSetting(source, "", [&](const std::string& path, const ISetting&) {
-        if (!found.empty()) {
-            return;
-        }
-        AutoRefCounted<IConfigurationSet> single = newSet(format, file);
-        single->insertSetting(
-            path, com::orvandel::const_pointer_cast<ISetting>(source.retrieveLockedSetting(path)));
-        try {
-            serializeWhole(*single);
-        } catch (...) {
-            found = quotedPath(path);
-        }
-    });
-    return found;
-}
-
-std::vector<unsigned char> verifiedForm(const std::string& file, const IConfigurationSet& source,
-                                        Format format) {
-    AutoRefCounted<IConfigurationSet> set = setInFormat(file, source, format);
+// The serialised form of the settings (all, or the one at onlyPath) when it reads back to the
+// very same paths and values; otherwise nothing, and reason says what went wrong.
+std::optional<std::vector<unsigned char>> faithfulForm(const std::string& file,
+                                                       const IConfigurationSet& source,
+                                                       Format format, const std::string* onlyPath,
+                                                       std::string& reason) {
+    AutoRefCounted<IConfigurationSet> set = setInFormat(file, source, format, onlyPath);
     std::vector<unsigned char> bytes;
     try {
         bytes = serializeWhole(*set);
     } catch (...) {
-        const std::string reason = reasonOfCurrentException();
-        const std::string path = firstUnwritablePath(file, source, format);
-        throw Failure(file + ": " + (path.empty() ? "" : "path " + path + ": ") +
-                      "cannot be written as " + formDescription(format) + ": " + reason);
+        reason = "cannot be written: " + reasonOfCurrentException();
+        return std::nullopt;
     }
-    std::string reason;
-    AutoRefCounted<IConfigurationSet> readBack = tryRead(file, bytes, format, reason);
+    std::string readReason;
+    AutoRefCounted<IConfigurationSet> readBack = tryRead(file, bytes, format, readReason);
     if (!readBack) {
-        throw Failure(file + ": the settings would be written as " + formDescription(format) +
-                      " that does not read back: " + reason);
+        reason = "would not read back: " + readReason;
+        return std::nullopt;
     }
-    const std::vector<Difference> differences = compareSets(source, *readBack);
-    if (!differences.empty()) {
-        throw Failure(file + ": path " + quotedPath(differences.front().path) +
-                      ": would not read back unchanged from " + formDescription(format) +
-                      (format == Format::xml
-                           ? " (it keeps only non-empty, finite values and paths of the form "
-                             "/name or branch/.../name)"
-                           : ""));
+    if (!compareSets(*set, *readBack).empty()) {
+        reason = "would not read back unchanged";
+        return std::nullopt;
     }
     return bytes;
+}
+
+std::vector<unsigned char> verifiedForm(const std::string& file, const IConfigurationSet& source,
+                                        Format format) {
+    std::string reason;
+    std::optional<std::vector<unsigned char>> bytes =
+        faithfulForm(file, source, format, nullptr, reason);
+    if (bytes) {
+        return *bytes;
+    }
+    // Name the first setting to blame, trying each one alone.
+    std::string blamed;
+    forEachSetting(source, "", [&](const std::string& path, const ISetting&) {
+        std::string settingReason;
+        if (blamed.empty() && !faithfulForm(file, source, format, &path, settingReason)) {
+            blamed = "path '" + formatPath(path) + "': ";
+            reason = settingReason;
+        }
+    });
+    throw Failure(file + ": " + blamed + "cannot be stored in " + formDescription(format) + ": " +
+                  reason +
+                  (format == Format::xml ? " (XML holds non-empty, finite values under paths "
+                                           "/name or branch/.../name of XML names)"
+                                         : ""));
 }
 
 }  // namespace
