@@ -160,20 +160,19 @@ class DocumentBuilder {
 void writeDocument(DOMImplementation& implementation, const DOMDocument& document,
                    XMLFormatTarget& target) {
     const XercesReleased<DOMLSSerializer> serializer(
-        static_cast<DOMImplementationLS&>(implementation)
-            .createLSSerializer(XMLPlatformUtils::fgMemoryManager));
+        implementation.createLSSerializer(XMLPlatformUtils::fgMemoryManager));
     DOMConfiguration* configuration = serializer->getDomConfig();
     if (configuration->canSetParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true)) {
         configuration->setParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true);
     }
     const XercesReleased<DOMLSOutput> output(
-        static_cast<DOMImplementationLS&>(implementation)
-            .createLSOutput(XMLPlatformUtils::fgMemoryManager));
+        implementation.createLSOutput(XMLPlatformUtils::fgMemoryManager));
     output->setByteStream(&target);
     bool written = false;
     try {
         written = serializer->write(&document, output.get());
     } catch (const DOMLSException&) {
+        // reported below, like a write that returns false
     }
     if (!written) {
         throw IConfigurationSet::serializationFailureException;
@@ -182,8 +181,8 @@ void writeDocument(DOMImplementation& implementation, const DOMDocument& documen
 
 // The DOM parser with its defaults, except where a document could make it fetch something or
 // work without end. None of these changes the reading of a document of this format, which has
-// no DOCTYPE and no entities: external entities and DTDs are never fetched from files or the
-// network (an entity that would need fetching is an error), and entity expansion is bounded.
+// no DOCTYPE and no entities: nothing is ever fetched from files or the network (a reference to
+// an external entity is an error, an external DTD is skipped), and entity expansion is bounded.
 class ConfinedParser {
   public:
     ConfinedParser() : d_parser(nullptr, XMLPlatformUtils::fgMemoryManager, nullptr) {

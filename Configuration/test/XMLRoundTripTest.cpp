@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/internal/ConfigurationSetFactory.h>
+
+#include "XMLTestSupport.h"
+
+using namespace xmltest;
+
+namespace {
+
+// One setting of every type, with values at the edges of their ranges, under keys the format
+// carries unchanged: "/" and a name, or branch segments that are XML names.
+AutoRefCounted<IConfigurationSet> setOfEveryType() {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "/flag", ISetting::boolType, true);
+    put(*set, "/off", ISetting::boolType, false);
+    put(*set, "numbers/uchar", ISetting::ucharType, static_cast<unsigned char>(255));
+    put(*set, "numbers/uint16", ISetting::uint16Type, uint16_t(65535));
+    put(*set, "numbers/uint32", ISetting::uint32Type, uint32_t(4294967295u));
+    put(*set, "numbers/uint64", ISetting::uint64Type, std::numeric_limits<uint64_t>::max());
+    put(*set, "numbers/char", ISetting::charType, static_cast<signed char>(-128));
+    put(*set, "numbers/int16", ISetting::int16Type, int16_t(-32768));
+    put(*set, "numbers/int32", ISetting::int32Type, std::numeric_limits<int32_t>::min());
+    put(*set, "numbers/int64", ISetting::int64Type, std::numeric_limits<int64_t>::min());
+    put(*set, "real/float", ISetting::floatType, 0.1f);
+    put(*set, "real/floatMax", ISetting::floatType, std::numeric_limits<float>::max());
+    put(*set, "real/floatTiny", ISetting::floatType, -std::numeric_limits<float>::min());
+    put(*set, "real/double", ISetting::doubleType, 0.1);
+    put(*set, "real/doubleMax", ISetting::doubleType, std::numeric_limits<double>::max());
+    put(*set, "real/doubleTiny", ISetting::doubleType, std::numeric_limits<double>::min());
+    put(*set, "real/third", ISetting::doubleType, 1.0 / 3.0);
+    put(*set, "real/doubleDenormal", ISetting::doubleType,
+        std::numeric_limits<double>::denorm_min());
+    put(*set, "real/floatDenormal", ISetting::floatType, std::numeric_limits<float>::denorm_min());
+    put(*set, "text/a.b-c_d/string", ISetting::stringType, std::string(" a<b>&c\"d'e \t"));
+    put(*set, "text/wide", ISetting::unicodeString, std::wstring(L"wide text"));
+    std::vector<unsigned char> bytes;
+    for (int value = 0; value < 256; ++value) {
+        bytes.push_back(static_cast<unsigned char>(value));
+    }
+    set->insertSetting("data/binary", newBinarySetting(bytes));
+    return set;
+}
+
+AutoRefCounted<IConfigurationSet> readBack(IConfigurationSet& set) {
+    AutoRefCounted<IConfigurationSet> back = newXmlSet();
+    unserialize(*back, serialized(set));
+    return back;
+}
+
+}  // namespace
+
+TEST(XMLRoundTrip, EveryTypeComesBackEqualUnderTheCLocale) {
+    ScopedLocale locale("C");
+    AutoRefCounted<IConfigurationSet> set = setOfEveryType();
+    EXPECT_TRUE(equalSets(*readBack(*set), set));
+}
+
+TEST(XMLRoundTrip, EveryTypeComesBackEqualUnderUtf8) {
+    ScopedLocale locale("C.UTF-8");
+    ASSERT_TRUE(locale.available());
+    AutoRefCounted<IConfigurationSet> set = setOfEveryType();
+    EXPECT_TRUE(equalSets(*readBack(*set), set));
+}
+
+TEST(XMLRoundTrip, NonAsciiTextComesBackWholeUnderUtf8) {
+    ScopedLocale locale("C.UTF-8");
+    ASSERT_TRUE(locale.available());
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "/s", ISetting::stringType, std::string("gr\xc3\xbc\xc3\x9f \xf0\x9f\x98\x80!"));
+    put(*set, "/w", ISetting::unicodeString, std::wstring(L"gr\u00fc\u00df \U0001F600!"));
+    AutoRefCounted<IConfigurationSet> back = readBack(*set);
+    EXPECT_TRUE(equalSets(*back, set));
+    EXPECT_EQ(7u, wideStringAt(*back, "/w").size());
+}
+
+TEST(XMLRoundTrip, NonAsciiTextIsCutAtItsFirstNonAsciiCharacterUnderTheCLocale) {
+    ScopedLocale locale("C");
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "/s", ISetting::stringType, std::string("gr\xc3\xbc\xc3\x9f"));
+    put(*set, "/w", ISetting::unicodeString, std::wstring(L"ab\U0001F600cd"));
+    AutoRefCounted<IConfigurationSet> back = readBack(*set);
+    EXPECT_EQ("gr", stringAt(*back, "/s"));
+    EXPECT_EQ(L"ab", wideStringAt(*back, "/w"));
+}
+
+TEST(XMLRoundTrip, KeysWithoutASlashComeBackWithOne) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "x", ISetting::int32Type, int32_t(1));
+    put(*set, "a/b", ISetting::int32Type, int32_t(2));
+    EXPECT_EQ((std::vector<std::string>{"/x", "a/b"}), pathsOf(*readBack(*set)));
+}
+
+TEST(XMLRoundTrip, OfXAndSlashXTheLaterElementWinsSoSlashXGetsTheValueOfX) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "x", ISetting::int32Type, int32_t(1));
+    put(*set, "/x", ISetting::int32Type, int32_t(2));
+    AutoRefCounted<IConfigurationSet> back = readBack(*set);
+    EXPECT_EQ((std::vector<std::string>{"/x"}), pathsOf(*back));
+    EXPECT_EQ(1, valueAt<int32_t>(*back, "/x"));
+}
+
+TEST(XMLRoundTrip, ManySettingsInOneBranchAndManyBranchesComeBack) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    for (int index = 0; index < 2000; ++index) {
+        put(*set, "big/key" + std::to_string(index), ISetting::int32Type, int32_t(index));
+        put(*set, "b" + std::to_string(index) + "/key", ISetting::int32Type, int32_t(-index));
+    }
+    AutoRefCounted<IConfigurationSet> back = readBack(*set);
+    EXPECT_EQ(4000u, back->getSettingCount());
+    EXPECT_TRUE(equalSets(*back, set));
+}
+
+TEST(XMLRoundTrip, SaveThenLoadOfAFileGivesAnEqualSet) {
+    TemporaryFile file;
+    AutoRefCounted<IConfigurationSet> set = setOfEveryType();
+    set->save(file.path());
+    EXPECT_FALSE(set->checkModified());
+    std::ifstream stream(file.path(), std::ios_base::binary);
+    std::string firstLine;
+    std::getline(stream, firstLine);
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>", firstLine);
+
+    AutoRefCounted<IConfigurationSet> loaded = newXmlSet();
+    loaded->load(file.path());
+    EXPECT_TRUE(equalSets(*loaded, set));
+    EXPECT_FALSE(loaded->checkModified());
+}
+
+TEST(XMLRoundTrip, LoadingAMalformedFileFailsAndLeavesTheSetUnchanged) {
+    TemporaryFile file;
+    std::ofstream(file.path(), std::ios_base::binary) << "<configuration><setting name=\"x\"";
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "p", ISetting::int32Type, int32_t(1));
+    EXPECT_THROW(set->load(file.path()), IConfigurationSet::ConfigurationSetException);
+    EXPECT_EQ((std::vector<std::string>{"p"}), pathsOf(*set));
+}
+
+TEST(XMLRoundTrip, TheFactoryCreatesXmlSetsThatReportTheirTypeAndCapabilities) {
+    const com::orvandel::configuration::IConfigurationSetFactory* factory =
+        com::orvandel::configuration::ConfigurationSetFactory::instance();
+    AutoRefCounted<IConfigurationSet> set = factory->createConfigurationSet("XMLConfigurationSet");
+    EXPECT_EQ("XMLConfigurationSet", *set->getType());
+    EXPECT_TRUE(set->capLoadAndSave());
+    EXPECT_TRUE(set->capSerialize());
+    EXPECT_FALSE(set->checkModified());
+    put(*set, "a/b", ISetting::int32Type, int32_t(3));
+    EXPECT_TRUE(equalSets(*readBack(*set), set));
+}

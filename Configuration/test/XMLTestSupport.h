@@ -1,0 +1,178 @@
+// Helpers shared by the tests of the XML configuration set.
+#ifndef ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
+#define ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
+
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <orvandel/configuration/internal/Setting.h>
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+
+namespace xmltest {
+
+using com::orvandel::AutoRefCounted;
+using com::orvandel::configuration::IConfigurationSet;
+using com::orvandel::configuration::ISetting;
+using com::orvandel::configuration::Setting;
+using com::orvandel::configuration::XMLConfigurationSet;
+
+inline AutoRefCounted<IConfigurationSet> newXmlSet() {
+    return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
+}
+
+template <class T>
+AutoRefCounted<ISetting> newSetting(ISetting::Type type, const T& value) {
+    AutoRefCounted<ISetting> setting(new Setting());
+    setting->initialize(type);
+    setting->setValue(value);
+    return setting;
+}
+
+inline AutoRefCounted<ISetting> newBinarySetting(const std::vector<unsigned char>& bytes) {
+    AutoRefCounted<ISetting> setting(new Setting());
+    setting->initialize(ISetting::binaryType);
+    size_t length = bytes.size();
+    setting->resizeBinaryBuffer(&length);
+    unsigned char* buffer = nullptr;
+    setting->getBinaryBuffer(&buffer, &length);
+    for (size_t index = 0; index < length; ++index) {
+        buffer[index] = bytes[index];
+    }
+    return setting;
+}
+
+template <class T>
+void put(IConfigurationSet& set, const std::string& path, ISetting::Type type, const T& value) {
+    set.insertSetting(path, newSetting(type, value));
+}
+
+// The whole document, asked for as callers do: a length query, then a buffer of that length.
+inline std::string serialized(IConfigurationSet& set) {
+    size_t length = 0;
+    try {
+        set.serialize(nullptr, 0, &length);
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        if (exception != IConfigurationSet::outBufferTooSmallException) {
+            throw;
+        }
+    }
+    std::string document(length, '\0');
+    set.serialize(reinterpret_cast<unsigned char*>(&document[0]), document.size(), &length);
+    document.resize(length);
+    return document;
+}
+
+inline void unserialize(IConfigurationSet& set, const std::string& document) {
+    set.unserialize(reinterpret_cast<const unsigned char*>(document.data()), document.size());
+}
+
+// The exception value with which reading document into set fails; a failed test when it is
+// read.
+inline IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
+                                                              const std::string& document) {
+    try {
+        unserialize(set, document);
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        return exception;
+    }
+    ADD_FAILURE() << "the document was read: " << document.substr(0, 200);
+    return IConfigurationSet::unsupportedException;
+}
+
+inline std::string settingElement(const std::string& name, const std::string& type,
+                                  const std::string& text) {
+    return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
+}
+
+// The declaration the writer puts before every document.
+inline const std::string& declaration() {
+    static const std::string text =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n";
+    return text;
+}
+
+template <class T>
+T valueAt(IConfigurationSet& set, const std::string& path) {
+    T value{};
+    set.retrieveSetting(path)->getValue(&value);
+    return value;
+}
+
+inline std::string stringAt(IConfigurationSet& set, const std::string& path) {
+    const std::string* value = nullptr;
+    set.retrieveSetting(path)->getValue(&value);
+    return *value;
+}
+
+inline std::wstring wideStringAt(IConfigurationSet& set, const std::string& path) {
+    const std::wstring* value = nullptr;
+    set.retrieveSetting(path)->getValue(&value);
+    return *value;
+}
+
+inline bool equalSets(const IConfigurationSet& set,
+                      const AutoRefCounted<IConfigurationSet>& other) {
+    return set.equals(com::orvandel::const_pointer_cast<const IConfigurationSet>(other));
+}
+
+// Every path of the set, in order.
+inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
+    std::vector<std::string> paths;
+    std::string path;
+    for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
+        set.retrieveSettingByIndex(std::string(), index, path);
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+// A file in /tmp holding the given content, removed at the end of the test.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(const std::string& content = std::string()) {
+        char name[] = "/tmp/orvandel-xml-XXXXXX";
+        const int descriptor = mkstemp(name);
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+        d_path = name;
+        std::ofstream(d_path, std::ios_base::binary) << content;
+    }
+    ~TemporaryFile() { std::remove(d_path.c_str()); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const { return d_path; }
+    std::string url() const { return "file://" + d_path; }
+
+  private:
+    std::string d_path;
+};
+
+// Switches LC_ALL for one test and restores the previous locale afterwards.
+class ScopedLocale {
+  public:
+    explicit ScopedLocale(const char* name)
+        : d_previous(std::setlocale(LC_ALL, nullptr)),
+          d_available(std::setlocale(LC_ALL, name) != nullptr) {}
+    ~ScopedLocale() { std::setlocale(LC_ALL, d_previous.c_str()); }
+    ScopedLocale(const ScopedLocale&) = delete;
+    ScopedLocale& operator=(const ScopedLocale&) = delete;
+
+    bool available() const { return d_available; }
+
+  private:
+    std::string d_previous;
+    bool d_available;
+};
+
+}  // namespace xmltest
+
+#endif
