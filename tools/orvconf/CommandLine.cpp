@@ -139,7 +139,7 @@ std::string usageText() {
            "  --version                   the library version\n"
            "  --                          end of options\n"
            "\n"
-           "TYPE is one of: " +
+           "TYPE is one of:\n  " +
            allTypeKeywords() +
            ".\n"
            "VALUE is read strictly: decimal numbers within the type's range (float and double\n"

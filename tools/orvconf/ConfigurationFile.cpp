@@ -185,10 +185,6 @@ std::vector<unsigned char> verifiedForm(const std::string& file, const IConfigur
 
 }  // namespace
 
-const char* formatName(Format format) {
-    return format == Format::xml ? "xml" : "binary";
-}
-
 std::optional<Format> formatFromName(const std::string& name) {
     if (name == "binary") {
         return Format::binary;

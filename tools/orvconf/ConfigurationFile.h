@@ -13,9 +13,6 @@ namespace orvconf {
 
 enum class Format { binary, xml };
 
-// "binary" or "xml".
-const char* formatName(Format format);
-
 // The format a name given to --format or --to stands for, or nothing.
 std::optional<Format> formatFromName(const std::string& name);
 

@@ -71,7 +71,6 @@ TEST_F(FormatsTest, FormatOptionForcesTheForm) {
     expectFailure(orvconf({"print", "--format", "xml", file("c.cfg")}), {file("c.cfg"), "XML"});
     expectFailure(orvconf({"print", "--format=binary", file("c.xml")}), {file("c.xml"), "binary"});
     expectSuccess(orvconf({"print", "--format", "xml", file("c.xml")}));
-    set("forced.cfg", "a/b", "int32", "5");
     expectSuccess(orvconf({"set", "--format", "xml", file("new.cfg"), "a/b", "int32", "5"}));
     EXPECT_EQ(readFile("new.cfg").rfind("<?xml", 0), 0u);
 }
