@@ -1,0 +1,227 @@
+#include "ConfigurationFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <ios>
+#include <new>
+#include <vector>
+
+#include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/ISetting.h>
+
+#include "Failure.h"
+#include "FileIO.h"
+#include "SetContents.h"
+#include "ValueFormat.h"
+
+using com::orvandel::AutoRefCounted;
+using com::orvandel::configuration::IConfigurationSet;
+using com::orvandel::configuration::ISetting;
+
+namespace orvconf {
+namespace {
+
+// A new, empty set of the format; file is named when the library cannot make one.
+AutoRefCounted<IConfigurationSet> newSet(Format format, const std::string& file) {
+    const std::string type =
+        format == Format::xml ? "XMLConfigurationSet" : "BinaryConfigurationSet";
+    try {
+        return getConfigurationSetFactory()->createConfigurationSet(type);
+    } catch (
+        com::orvandel::configuration::IConfigurationSetFactory::ConfigurationSetFactoryException) {
+        throw Failure(file + ": the configuration library provides no " + type);
+    }
+}
+
+std::string formDescription(Format format) {
+    return format == Format::xml ? "an XML configuration document"
+                                 : "a binary configuration stream";
+}
+
+// The reason the current exception gives for a form that cannot be read or written.
+std::string reasonOfCurrentException() {
+    try {
+        throw;
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        switch (exception) {
+            case IConfigurationSet::serializationFailureException:
+                return "malformed or truncated";
+            case IConfigurationSet::unsupportedException:
+                return "the set type cannot serialise";
+            default:
+                return "configuration set error " + std::to_string(exception);
+        }
+    } catch (const std::ios_base::failure&) {
+        return "a value cannot be read as its type";
+    } catch (const std::bad_alloc&) {
+        return "a length is too large for memory";
+    } catch (const Failure&) {
+        return "the configuration library provides no set of this form";
+    } catch (...) {
+        return "refused by the configuration library";
+    }
+}
+
+// Reads bytes as one form into a new set; on failure returns an empty handle and the reason.
+AutoRefCounted<IConfigurationSet> tryRead(const std::string& file,
+                                          const std::vector<unsigned char>& bytes, Format format,
+                                          std::string& reason) {
+    try {
+        AutoRefCounted<IConfigurationSet> set = newSet(format, file);
+        set->unserialize(bytes.data(), bytes.size());
+        return set;
+    } catch (...) {
+        reason = reasonOfCurrentException();
+        return AutoRefCounted<IConfigurationSet>();
+    }
+}
+
+ConfigurationFile readBytes(const std::string& file, const std::vector<unsigned char>& bytes,
+                            std::optional<Format> forced) {
+    if (forced) {
+        std::string reason;
+        AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, *forced, reason);
+        if (!set) {
+            throw Failure(file + ": not " + formDescription(*forced) + ": " + reason);
+        }
+        return {set, *forced};
+    }
+    std::string binaryReason;
+    AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, Format::binary, binaryReason);
+    if (!!set) {
+        return {set, Format::binary};
+    }
+    std::string xmlReason;
+    set = tryRead(file, bytes, Format::xml, xmlReason);
+    if (!!set) {
+        return {set, Format::xml};
+    }
+    throw Failure(file + ": not " + formDescription(Format::binary) + " (" + binaryReason +
+                  ") and not " + formDescription(Format::xml) + " (" + xmlReason + ")");
+}
+
+// The whole serialised form of set, by the two-call length protocol.
+std::vector<unsigned char> serializeWhole(IConfigurationSet& set) {
+    size_t length = 0;
+    try {
+        set.serialize(nullptr, 0, &length);
+        return {};
+    } catch (IConfigurationSet::ConfigurationSetException exception) {
+        if (exception != IConfigurationSet::outBufferTooSmallException) {
+            throw;
+        }
+    }
+    std::vector<unsigned char> bytes(length);
+    set.serialize(bytes.data(), bytes.size(), &length);
+    bytes.resize(length);
+    return bytes;
+}
+
+// A set of the given format holding the very settings of source: all of them, or only the one
+// at onlyPath.
+AutoRefCounted<IConfigurationSet> setInFormat(const std::string& file,
+                                              const IConfigurationSet& source, Format format,
+                                              const std::string* onlyPath) {
+    AutoRefCounted<IConfigurationSet> set = newSet(format, file);
+    forEachSetting(source, "", [&](const std::string& path, const ISetting&) {
+        if (onlyPath == nullptr || path == *onlyPath) {
+            set->insertSetting(path, com::orvandel::const_pointer_cast<ISetting>(
+                                         source.retrieveLockedSetting(path)));
+        }
+    });
+    return set;
+}
+
+// The serialised form of the settings (all, or the one at onlyPath) when it reads back to the
+// very same paths and values; otherwise nothing, and reason says what went wrong.
+std::optional<std::vector<unsigned char>> faithfulForm(const std::string& file,
+                                                       const IConfigurationSet& source,
+                                                       Format format, const std::string* onlyPath,
+                                                       std::string& reason) {
+    AutoRefCounted<IConfigurationSet> set = setInFormat(file, source, format, onlyPath);
+    std::vector<unsigned char> bytes;
+    try {
+        bytes = serializeWhole(*set);
+    } catch (...) {
+        reason = "cannot be written: " + reasonOfCurrentException();
+        return std::nullopt;
+    }
+    std::string readReason;
+    AutoRefCounted<IConfigurationSet> readBack = tryRead(file, bytes, format, readReason);
+    if (!readBack) {
+        reason = "would not read back: " + readReason;
+        return std::nullopt;
+    }
+    if (!compareSets(*set, *readBack).empty()) {
+        reason = "would not read back unchanged";
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::vector<unsigned char> verifiedForm(const std::string& file, const IConfigurationSet& source,
+                                        Format format) {
+    std::string reason;
+    std::optional<std::vector<unsigned char>> bytes =
+        faithfulForm(file, source, format, nullptr, reason);
+    if (bytes) {
+        return *bytes;
+    }
+    // Name the first setting to blame, trying each one alone.
+    std::string blamed;
+    forEachSetting(source, "", [&](const std::string& path, const ISetting&) {
+        std::string settingReason;
+        if (blamed.empty() && !faithfulForm(file, source, format, &path, settingReason)) {
+            blamed = "path '" + formatPath(path) + "': ";
+            reason = settingReason;
+        }
+    });
+    throw Failure(file + ": " + blamed + "cannot be stored in " + formDescription(format) + ": " +
+                  reason +
+                  (format == Format::xml ? " (XML holds non-empty, finite values under paths "
+                                           "/name or branch/.../name of XML names)"
+                                         : ""));
+}
+
+}  // namespace
+
+std::optional<Format> formatFromName(const std::string& name) {
+    if (name == "binary") {
+        return Format::binary;
+    }
+    if (name == "xml") {
+        return Format::xml;
+    }
+    return std::nullopt;
+}
+
+Format formatForNewFile(const std::string& file) {
+    std::string extension = file.size() >= 4 ? file.substr(file.size() - 4) : "";
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return extension == ".xml" ? Format::xml : Format::binary;
+}
+
+ConfigurationFile readConfigurationFile(const std::string& file, std::optional<Format> forced) {
+    const std::optional<std::vector<unsigned char>> bytes = readWholeFile(file);
+    if (!bytes) {
+        throw Failure(file + ": no such file");
+    }
+    return readBytes(file, *bytes, forced);
+}
+
+ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
+                                                std::optional<Format> forced) {
+    const std::optional<std::vector<unsigned char>> bytes = readWholeFile(file);
+    if (!bytes) {
+        const Format format = forced ? *forced : formatForNewFile(file);
+        return {newSet(format, file), format};
+    }
+    return readBytes(file, *bytes, forced);
+}
+
+void writeConfigurationFile(const std::string& file, const IConfigurationSet& set, Format format) {
+    replaceFile(file, verifiedForm(file, set, format));
+}
+
+}  // namespace orvconf

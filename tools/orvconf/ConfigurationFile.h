@@ -1,0 +1,48 @@
+// Configuration files on disk: recognising their form when reading, and writing them whole and
+// verified, so that a file the tool writes always reads back to the settings it was given.
+#ifndef ORVCONF_CONFIGURATIONFILE_H
+#define ORVCONF_CONFIGURATIONFILE_H
+
+#include <optional>
+#include <string>
+
+#include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/IConfigurationSet.h>
+
+namespace orvconf {
+
+enum class Format { binary, xml };
+
+// The format a name given to --format or --to stands for, or nothing.
+std::optional<Format> formatFromName(const std::string& name);
+
+// The form a new file gets when nothing else decides it: XML for a name ending in ".xml" (in any
+// case), binary otherwise.
+Format formatForNewFile(const std::string& file);
+
+struct ConfigurationFile {
+    com::orvandel::AutoRefCounted<com::orvandel::configuration::IConfigurationSet> set;
+    Format format;
+};
+
+// Reads file. With a forced format only that form is tried; otherwise a file that reads as a
+// binary stream is binary, and anything else must be an XML document. Throws Failure naming the
+// file and, when no form fits, the reason for each form tried.
+ConfigurationFile readConfigurationFile(const std::string& file, std::optional<Format> forced);
+
+// As readConfigurationFile, but a missing file gives an empty set in the forced format, or in
+// the one its name suggests.
+ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
+                                                std::optional<Format> forced);
+
+// Writes every setting of set to file in format, crash-safely (see replaceFile). The form is
+// serialised in memory and read back first; when it would not give back exactly the same paths
+// and values (the XML form cannot hold every path or value), nothing is written and Failure
+// names the first path that does not survive.
+void writeConfigurationFile(const std::string& file,
+                            const com::orvandel::configuration::IConfigurationSet& set,
+                            Format format);
+
+}  // namespace orvconf
+
+#endif

@@ -1,0 +1,222 @@
+// Every command of the installed orvconf on binary files.
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "OrvconfFixture.h"
+
+namespace {
+
+// A binary stream written by hand: "a" as uint16 0x1234, then "bc" as the string "hi".
+const std::string kHandWrittenStream(
+    "\x01\0\0\0\0\0\0\0"
+    "a"
+    "\x02\0\0\0"
+    "\x34\x12"
+    "\x02\0\0\0\0\0\0\0"
+    "bc"
+    "\x0b\0\0\0"
+    "\x02\0\0\0\0\0\0\0"
+    "hi",
+    39);
+
+class CommandsTest : public OrvconfTest {};
+
+TEST_F(CommandsTest, HelpAndVersionPrintToStandardOutput) {
+    for (const auto& arguments :
+         {std::vector<std::string>{"--help"}, std::vector<std::string>{"diff", "--help"}}) {
+        const ProgramResult help = orvconf(arguments);
+        expectSuccess(help);
+        for (const char* command : {"print", "get", "set", "remove", "list", "convert", "diff"}) {
+            EXPECT_NE(help.out.find(command), std::string::npos) << command;
+        }
+    }
+    const ProgramResult version = orvconf({"--version"});
+    expectSuccess(version);
+    EXPECT_EQ(version.out.rfind("orvconf ", 0), 0u);
+    EXPECT_NE(version.out.find(" 1."), std::string::npos) << version.out;
+}
+
+TEST_F(CommandsTest, PrintReadsAStreamWrittenByHand) {
+    writeFile("hand.cfg", kHandWrittenStream);
+    const ProgramResult result = orvconf({"print", file("hand.cfg")});
+    expectSuccess(result);
+    EXPECT_EQ(result.out, "a (uint16) = 4660\nbc (string) = \"hi\"\n");
+}
+
+TEST_F(CommandsTest, SetWritesTheBinaryStreamByteForByte) {
+    set("new.cfg", "bc", "string", "hi");
+    set("new.cfg", "a", "uint16", "4660");
+    EXPECT_EQ(readFile("new.cfg"), kHandWrittenStream);
+}
+
+TEST_F(CommandsTest, EveryTypeIsStoredAndPrintedInPathOrder) {
+    set("all.cfg", "t/bool", "bool", "true");
+    set("all.cfg", "t/uchar", "uchar", "255");
+    set("all.cfg", "t/uint16", "uint16", "65535");
+    set("all.cfg", "t/uint32", "uint32", "4294967295");
+    set("all.cfg", "t/uint64", "uint64", "18446744073709551615");
+    set("all.cfg", "t/char", "char", "-128");
+    set("all.cfg", "t/int16", "int16", "-32768");
+    set("all.cfg", "t/int32", "int32", "-2147483648");
+    set("all.cfg", "t/int64", "int64", "-9223372036854775808");
+    set("all.cfg", "t/float", "float", "0.1");
+    set("all.cfg", "t/double", "double", "1e-300");
+    set("all.cfg", "t/string", "string", "tab\there \"q\" \\ \x01 h\xc3\xa9");
+    set("all.cfg", "t/wide", "unicodeString", "\xe2\x82\xac \xf0\x9f\x98\x80");
+    set("all.cfg", "t/binary", "binary", "AP8Q");
+    const ProgramResult result = orvconf({"print", file("all.cfg")});
+    expectSuccess(result);
+    EXPECT_EQ(result.out,
+              "t/binary (binary) = AP8Q\n"
+              "t/bool (bool) = true\n"
+              "t/char (char) = -128\n"
+              "t/double (double) = 1e-300\n"
+              "t/float (float) = 0.1\n"
+              "t/int16 (int16) = -32768\n"
+              "t/int32 (int32) = -2147483648\n"
+              "t/int64 (int64) = -9223372036854775808\n"
+              "t/string (string) = \"tab\\there \\\"q\\\" \\\\ \\x01 h\xc3\xa9\"\n"
+              "t/uchar (uchar) = 255\n"
+              "t/uint16 (uint16) = 65535\n"
+              "t/uint32 (uint32) = 4294967295\n"
+              "t/uint64 (uint64) = 18446744073709551615\n"
+              "t/wide (unicodeString) = \"\xe2\x82\xac \xf0\x9f\x98\x80\"\n");
+}
+
+TEST_F(CommandsTest, PrintEscapesBytesThatAreNotUtf8) {
+    set("bytes.cfg", "p\nq", "string", "\xff\xc3");
+    const ProgramResult result = orvconf({"print", file("bytes.cfg")});
+    expectSuccess(result);
+    EXPECT_EQ(result.out, "p\\nq (string) = \"\\xFF\\xC3\"\n");
+}
+
+TEST_F(CommandsTest, FloatsPrintWithTheDigitsThatReadBackExactly) {
+    set("f.cfg", "f", "float", "16777217");  // rounds to 16777216 as a float
+    set("f.cfg", "d", "double", "0.30000000000000004");
+    set("f.cfg", "e", "double", "123456789012345678901234567890");
+    const ProgramResult result = orvconf({"print", file("f.cfg")});
+    expectSuccess(result);
+    EXPECT_EQ(result.out,
+              "d (double) = 0.30000000000000004\n"
+              "e (double) = 1.2345678901234568e+29\n"
+              "f (float) = 16777216\n");
+}
+
+TEST_F(CommandsTest, GetPrintsTheValueAlone) {
+    set("g.cfg", "n", "int64", "-42");
+    set("g.cfg", "s", "string", "two words");
+    set("g.cfg", "w", "unicodeString", "\xc3\xa9t\xc3\xa9");
+    set("g.cfg", "b", "binary", "AAECAw==");
+    EXPECT_EQ(orvconf({"get", file("g.cfg"), "n"}).out, "-42\n");
+    EXPECT_EQ(orvconf({"get", file("g.cfg"), "s"}).out, "two words\n");
+    EXPECT_EQ(orvconf({"get", file("g.cfg"), "w"}).out, "\xc3\xa9t\xc3\xa9\n");
+    EXPECT_EQ(orvconf({"get", file("g.cfg"), "b"}).out, "AAECAw==\n");
+    const ProgramResult raw = orvconf({"get", "--raw", file("g.cfg"), "b"});
+    expectSuccess(raw);
+    EXPECT_EQ(raw.out, std::string("\0\1\2\3", 4));
+}
+
+TEST_F(CommandsTest, GetOfAMissingPathNamesFileAndPath) {
+    set("g.cfg", "n", "int64", "1");
+    expectFailure(orvconf({"get", file("g.cfg"), "missing/path"}),
+                  {file("g.cfg"), "missing/path", "no such setting"});
+}
+
+TEST_F(CommandsTest, SetReplacesASettingEvenOfAnotherType) {
+    set("r.cfg", "k", "int32", "1");
+    set("r.cfg", "k", "string", "now text");
+    const ProgramResult result = orvconf({"print", file("r.cfg")});
+    EXPECT_EQ(result.out, "k (string) = \"now text\"\n");
+}
+
+TEST_F(CommandsTest, SetKeepsTheOtherSettings) {
+    writeFile("hand.cfg", kHandWrittenStream);
+    set("hand.cfg", "c", "bool", "false");
+    EXPECT_EQ(orvconf({"print", file("hand.cfg")}).out,
+              "a (uint16) = 4660\nbc (string) = \"hi\"\nc (bool) = false\n");
+}
+
+TEST_F(CommandsTest, RemoveDeletesOneSettingAndRefusesAMissingOne) {
+    writeFile("hand.cfg", kHandWrittenStream);
+    expectSuccess(orvconf({"remove", file("hand.cfg"), "a"}));
+    EXPECT_EQ(orvconf({"print", file("hand.cfg")}).out, "bc (string) = \"hi\"\n");
+    const std::string before = readFile("hand.cfg");
+    expectFailure(orvconf({"remove", file("hand.cfg"), "a"}), {file("hand.cfg"), "'a'"});
+    EXPECT_EQ(readFile("hand.cfg"), before);
+}
+
+TEST_F(CommandsTest, ListShowsThePathsUnderABranch) {
+    for (const char* path : {"a", "a/b", "a/c", "ab", "b"}) {
+        set("l.cfg", path, "bool", "true");
+    }
+    EXPECT_EQ(orvconf({"list", file("l.cfg")}).out, "a\na/b\na/c\nab\nb\n");
+    EXPECT_EQ(orvconf({"list", file("l.cfg"), "a"}).out, "a\na/b\na/c\nab\n");
+    EXPECT_EQ(orvconf({"list", file("l.cfg"), "a/"}).out, "a/b\na/c\n");
+    const ProgramResult none = orvconf({"list", file("l.cfg"), "c"});
+    expectSuccess(none);
+    EXPECT_EQ(none.out, "");
+}
+
+TEST_F(CommandsTest, NegativeNumbersAreValuesNotOptions) {
+    set("n.cfg", "-p", "int32", "-7");
+    EXPECT_EQ(orvconf({"get", file("n.cfg"), "-p"}).out, "-7\n");
+}
+
+TEST_F(CommandsTest, CommandLineMistakesAreReportedOnOneLine) {
+    expectFailure(orvconf({}), {"no command"});
+    expectFailure(orvconf({"frobnicate"}), {"frobnicate"});
+    expectFailure(orvconf({"print"}), {"print", "arguments"});
+    expectFailure(orvconf({"get", "f", "p", "extra"}), {"get", "arguments"});
+    expectFailure(orvconf({"print", "--bogus", "f"}), {"--bogus"});
+    expectFailure(orvconf({"get", "--json", "f", "p"}), {"--json"});
+    expectFailure(orvconf({"print", "--format", "yaml", "f"}), {"yaml"});
+}
+
+TEST_F(CommandsTest, AMissingFileIsAnErrorForEveryReadingCommand) {
+    const std::string missing = file("missing.cfg");
+    expectFailure(orvconf({"print", missing}), {missing, "no such file"});
+    expectFailure(orvconf({"get", missing, "p"}), {missing});
+    expectFailure(orvconf({"remove", missing, "p"}), {missing});
+    expectFailure(orvconf({"list", missing}), {missing});
+    expectFailure(orvconf({"convert", missing, file("out.cfg")}), {missing});
+    expectFailure(orvconf({"diff", missing, missing}), {missing});
+    EXPECT_EQ(directoryEntries(""), std::vector<std::string>{});
+}
+
+TEST_F(CommandsTest, AFileInNeitherFormNamesBothReasons) {
+    writeFile("junk.cfg", "this is not a configuration");
+    expectFailure(orvconf({"print", file("junk.cfg")}), {file("junk.cfg"), "binary", "XML"});
+}
+
+TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
+    // The reader asks for the announced buffer before it checks the input's length; the tool
+    // must report the failed allocation like any other unreadable file. An AddressSanitizer
+    // build is told to fail the allocation as the plain allocator does, and its warning about
+    // doing so is not the tool's output.
+    ::setenv("ASAN_OPTIONS", "allocator_may_return_null=1", 1);
+    writeFile("huge.cfg", std::string("\x01\0\0\0\0\0\0\0"
+                                      "b"
+                                      "\x0c\0\0\0"
+                                      "\0\0\0\0\0\0\0\x40",
+                                      21));
+    ProgramResult result = orvconf({"print", file("huge.cfg")});
+    ::unsetenv("ASAN_OPTIONS");
+    std::istringstream lines(result.err);
+    result.err.clear();
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find("WARNING: AddressSanitizer failed to allocate") == std::string::npos) {
+            result.err += line + "\n";
+        }
+    }
+    expectFailure(result, {file("huge.cfg"), "binary", "too large"});
+}
+
+TEST_F(CommandsTest, AnEmptyFileIsAnEmptyBinarySet) {
+    writeFile("empty.cfg", "");
+    const ProgramResult result = orvconf({"print", file("empty.cfg")});
+    expectSuccess(result);
+    EXPECT_EQ(result.out, "");
+}
+
+}  // namespace

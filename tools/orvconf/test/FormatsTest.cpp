@@ -1,0 +1,105 @@
+// Both forms: detection, forcing, conversion both ways, and refusing what XML cannot hold.
+#include <string>
+
+#include "OrvconfFixture.h"
+
+namespace {
+
+class FormatsTest : public OrvconfTest {
+  protected:
+    // Settings of every type under paths and values that the XML form holds.
+    void fillEveryType(const std::string& name) const {
+        set(name, "/top", "bool", "true");
+        set(name, "n/uchar", "uchar", "200");
+        set(name, "n/uint16", "uint16", "65535");
+        set(name, "n/uint32", "uint32", "4294967295");
+        set(name, "n/uint64", "uint64", "18446744073709551615");
+        set(name, "n/char", "char", "-128");
+        set(name, "n/int16", "int16", "-32768");
+        set(name, "n/int32", "int32", "-2147483648");
+        set(name, "n/int64", "int64", "-9223372036854775808");
+        set(name, "f/float", "float", "0.1");
+        set(name, "f/double", "double", "-1.0000000000000002");
+        set(name, "f/tiny", "double", "5e-324");
+        set(name, "s/deep/er/text", "string", "plain <&> text");
+        set(name, "s/wide", "unicodeString", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
+        set(name, "b/bin", "binary", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygp");
+    }
+};
+
+TEST_F(FormatsTest, ConversionToXmlAndBackPreservesEverySetting) {
+    fillEveryType("all.cfg");
+    expectSuccess(orvconf({"convert", file("all.cfg"), file("all.xml")}));
+    EXPECT_EQ(readFile("all.xml").rfind("<?xml", 0), 0u);
+    EXPECT_EQ(orvconf({"diff", file("all.cfg"), file("all.xml")}).status, 0);
+    expectSuccess(orvconf({"convert", file("all.xml"), file("back.cfg")}));
+    EXPECT_EQ(readFile("back.cfg"), readFile("all.cfg"));
+    EXPECT_EQ(orvconf({"print", file("all.xml")}).out, orvconf({"print", file("all.cfg")}).out);
+}
+
+TEST_F(FormatsTest, ConvertToOverridesTheExtension) {
+    fillEveryType("all.cfg");
+    expectSuccess(orvconf({"convert", file("all.cfg"), file("x.data"), "--to", "xml"}));
+    EXPECT_EQ(readFile("x.data").rfind("<?xml", 0), 0u);
+    expectSuccess(orvconf({"convert", file("x.data"), file("y.xml"), "--to=binary"}));
+    EXPECT_EQ(readFile("y.xml"), readFile("all.cfg"));
+}
+
+TEST_F(FormatsTest, EditingAnXmlFileKeepsItXml) {
+    set("c.xml", "/x", "int32", "5");
+    EXPECT_EQ(readFile("c.xml").rfind("<?xml", 0), 0u);
+    set("c.xml", "a/b/c", "string", "deep");
+    expectSuccess(orvconf({"remove", file("c.xml"), "/x"}));
+    EXPECT_EQ(readFile("c.xml").rfind("<?xml", 0), 0u);
+    EXPECT_EQ(orvconf({"print", file("c.xml")}).out, "a/b/c (string) = \"deep\"\n");
+    EXPECT_EQ(orvconf({"get", file("c.xml"), "a/b/c"}).out, "deep\n");
+    EXPECT_EQ(orvconf({"list", file("c.xml"), "a/"}).out, "a/b/c\n");
+}
+
+TEST_F(FormatsTest, AnXmlFileUnderAnyNameIsDetected) {
+    set("c.xml", "a/b", "int32", "5");
+    expectSuccess(orvconf({"convert", file("c.xml"), file("copy.xml")}));
+    ASSERT_EQ(::rename(file("copy.xml").c_str(), file("noext").c_str()), 0);
+    set("noext", "a/c", "int32", "6");
+    EXPECT_EQ(readFile("noext").rfind("<?xml", 0), 0u);
+    EXPECT_EQ(orvconf({"print", file("noext")}).out, "a/b (int32) = 5\na/c (int32) = 6\n");
+}
+
+TEST_F(FormatsTest, FormatOptionForcesTheForm) {
+    set("c.cfg", "a/b", "int32", "5");
+    set("c.xml", "a/b", "int32", "5");
+    expectFailure(orvconf({"print", "--format", "xml", file("c.cfg")}), {file("c.cfg"), "XML"});
+    expectFailure(orvconf({"print", "--format=binary", file("c.xml")}), {file("c.xml"), "binary"});
+    expectSuccess(orvconf({"print", "--format", "xml", file("c.xml")}));
+    expectSuccess(orvconf({"set", "--format", "xml", file("new.cfg"), "a/b", "int32", "5"}));
+    EXPECT_EQ(readFile("new.cfg").rfind("<?xml", 0), 0u);
+}
+
+TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
+    set("c.xml", "a/b", "int32", "5");
+    const std::string before = readFile("c.xml");
+    // Without a "/" the path would read back as "/x"; empty values do not read back at all;
+    // "1a" is not an element name.
+    expectFailure(orvconf({"set", file("c.xml"), "x", "int32", "1"}), {file("c.xml"), "'x'"});
+    expectFailure(orvconf({"set", file("c.xml"), "a/s", "string", ""}), {file("c.xml"), "a/s"});
+    expectFailure(orvconf({"set", file("c.xml"), "a/d", "double", "inf"}), {"a/d"});
+    expectFailure(orvconf({"set", file("c.xml"), "1a/b", "int32", "1"}), {"1a/b"});
+    EXPECT_EQ(readFile("c.xml"), before);
+    EXPECT_EQ(directoryEntries(""), std::vector<std::string>{"c.xml"});
+
+    set("plain.cfg", "x", "int32", "1");
+    expectFailure(orvconf({"convert", file("plain.cfg"), file("out.xml")}),
+                  {file("out.xml"), "'x'"});
+    EXPECT_EQ(directoryEntries(""), (std::vector<std::string>{"c.xml", "plain.cfg"}));
+}
+
+TEST_F(FormatsTest, AMalformedXmlFileNamesTheFile) {
+    writeFile("broken.xml", "<?xml version=\"1.0\"?><configuration><setting name=\"x\"");
+    expectFailure(orvconf({"print", file("broken.xml")}), {file("broken.xml"), "XML"});
+    writeFile("typo.xml",
+              "<?xml version=\"1.0\"?><configuration><setting name=\"x\" "
+              "type=\"int33\">1</setting></configuration>");
+    expectFailure(orvconf({"print", file("typo.xml")}), {file("typo.xml")});
+}
+
+}  // namespace

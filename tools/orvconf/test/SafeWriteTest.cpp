@@ -1,0 +1,86 @@
+// Writing replaces a file whole or not at all, and keeps its permissions.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "OrvconfFixture.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+class SafeWriteTest : public OrvconfTest {
+  protected:
+    mode_t permissions(const std::string& name) const {
+        struct stat status {};
+        EXPECT_EQ(::stat(file(name).c_str(), &status), 0);
+        return status.st_mode & 07777;
+    }
+};
+
+TEST_F(SafeWriteTest, AWriteIntoADirectoryWithoutPermissionKeepsTheOldFile) {
+    ASSERT_EQ(::mkdir(file("locked").c_str(), 0755), 0);
+    set("locked/c.cfg", "x", "int32", "1");
+    const std::string before = readFile("locked/c.cfg");
+    ASSERT_EQ(::chmod(file("locked").c_str(), 0555), 0);
+
+    // Reading is allowed, so the failure is the write's own.
+    EXPECT_EQ(orvconfUnprivileged({"get", file("locked/c.cfg"), "x"}).out, "1\n");
+    expectFailure(orvconfUnprivileged({"set", file("locked/c.cfg"), "x", "int32", "2"}),
+                  {file("locked/c.cfg"), "Permission denied"});
+    expectFailure(orvconfUnprivileged({"remove", file("locked/c.cfg"), "x"}),
+                  {file("locked/c.cfg")});
+    expectFailure(orvconfUnprivileged({"convert", file("locked/c.cfg"), file("locked/copy.cfg")}),
+                  {file("locked/copy.cfg")});
+
+    EXPECT_EQ(readFile("locked/c.cfg"), before);
+    EXPECT_EQ(directoryEntries("locked"), std::vector<std::string>{"c.cfg"});
+}
+
+TEST_F(SafeWriteTest, AWriteKeepsPermissionsAndLeavesNoTemporaryFile) {
+    set("p.cfg", "x", "int32", "1");
+    ASSERT_EQ(::chmod(file("p.cfg").c_str(), 0640), 0);
+    set("p.cfg", "y", "int32", "2");
+    EXPECT_EQ(permissions("p.cfg"), 0640u);
+    expectSuccess(orvconf({"remove", file("p.cfg"), "x"}));
+    EXPECT_EQ(permissions("p.cfg"), 0640u);
+    EXPECT_EQ(directoryEntries(""), std::vector<std::string>{"p.cfg"});
+}
+
+TEST_F(SafeWriteTest, ANewFileGetsThePermissionsTheUmaskAllows) {
+    set("n.cfg", "x", "int32", "1");
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
+}
+
+TEST_F(SafeWriteTest, ASymbolicLinkIsFollowedAndKept) {
+    set("target.cfg", "x", "int32", "1");
+    ASSERT_EQ(::symlink("target.cfg", file("link.cfg").c_str()), 0);
+    set("link.cfg", "x", "int32", "2");
+    struct stat status {};
+    ASSERT_EQ(::lstat(file("link.cfg").c_str(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
+    EXPECT_EQ(orvconf({"get", file("target.cfg"), "x"}).out, "2\n");
+}
+
+TEST_F(SafeWriteTest, AFailedCommandWritesNothing) {
+    set("f.cfg", "x", "int32", "1");
+    const std::string before = readFile("f.cfg");
+    expectFailure(orvconf({"set", file("f.cfg"), "x", "int32", "x"}), {file("f.cfg")});
+    expectFailure(orvconf({"set", file("f.cfg"), "x", "nosuchtype", "1"}), {file("f.cfg")});
+    expectFailure(orvconf({"set", file("new.cfg"), "x", "int32", "99999999999"}),
+                  {file("new.cfg")});
+    EXPECT_EQ(readFile("f.cfg"), before);
+    EXPECT_EQ(directoryEntries(""), std::vector<std::string>{"f.cfg"});
+}
+
+TEST_F(SafeWriteTest, AFileThatCannotBeReadIsNotReplaced) {
+    writeFile("bad.cfg", "\x09\0\0\0\0\0\0\0abc"s);
+    expectFailure(orvconf({"set", file("bad.cfg"), "x", "int32", "1"}), {file("bad.cfg")});
+    EXPECT_EQ(readFile("bad.cfg"), "\x09\0\0\0\0\0\0\0abc"s);
+}
+
+}  // namespace

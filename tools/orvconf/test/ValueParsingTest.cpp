@@ -1,0 +1,120 @@
+// set reads values strictly: anything malformed or out of range is refused and nothing is
+// written.
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "OrvconfFixture.h"
+
+namespace {
+
+class ValueParsingTest : public OrvconfTest {
+  protected:
+    // Expects set of the value to fail with the reason and to leave the file untouched.
+    void expectRefused(const std::string& type, const std::string& value,
+                       const std::string& reason) {
+        SCOPED_TRACE(type + " " + value);
+        const std::string before = readFile("v.cfg");
+        expectFailure(orvconf({"set", file("v.cfg"), "the/path", type, value}),
+                      {file("v.cfg"), "the/path", type, reason});
+        EXPECT_EQ(readFile("v.cfg"), before);
+    }
+
+    void expectStored(const std::string& type, const std::string& value, const std::string& shown) {
+        SCOPED_TRACE(type + " " + value);
+        set("v.cfg", "p", type, value);
+        EXPECT_EQ(orvconf({"get", file("v.cfg"), "p"}).out, shown + "\n");
+    }
+
+    void SetUp() override {
+        OrvconfTest::SetUp();
+        set("v.cfg", "keep", "int32", "1");
+    }
+};
+
+TEST_F(ValueParsingTest, IntegersOutsideTheirTypeAreOutOfRange) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"uchar", "256"},
+        {"uint16", "65536"},
+        {"uint32", "4294967296"},
+        {"uint64", "18446744073709551616"},
+        {"char", "128"},
+        {"char", "-129"},
+        {"int16", "32768"},
+        {"int16", "-32769"},
+        {"int32", "2147483648"},
+        {"int32", "-2147483649"},
+        {"int64", "9223372036854775808"},
+        {"int64", "-9223372036854775809"},
+    };
+    for (const auto& [type, value] : cases) {
+        expectRefused(type, value, "out of range");
+    }
+}
+
+TEST_F(ValueParsingTest, MalformedNumbersAreRefused) {
+    for (const std::string type : {"uchar", "uint32", "uint64", "int32", "int64", "float"}) {
+        for (const std::string value : {"", " 1", "1 ", "+1", "1x", "0x10", "1,000", "one"}) {
+            expectRefused(type, value, type == "float" && value.empty() ? "empty" : "");
+        }
+    }
+    expectRefused("uint32", "-1", "malformed");
+    expectRefused("uint64", "-0", "malformed");
+    expectRefused("int32", "1.5", "malformed");
+    expectRefused("double", "1e", "malformed");
+}
+
+TEST_F(ValueParsingTest, FloatsBeyondTheirRangeAreOutOfRange) {
+    expectRefused("float", "1e39", "out of range");
+    expectRefused("float", "-3.5e38", "out of range");
+    expectRefused("float", "1e-50", "out of range");
+    expectRefused("double", "1e309", "out of range");
+    expectRefused("double", "1e-400", "out of range");
+}
+
+TEST_F(ValueParsingTest, BoundaryAndSpecialValuesAreAccepted) {
+    expectStored("char", "127", "127");
+    expectStored("uchar", "0", "0");
+    expectStored("int32", "-0", "0");
+    expectStored("float", "3.4028235e38", "3.4028235e+38");
+    expectStored("double", "-0", "-0");
+    expectStored("double", "nan", "nan");
+    expectStored("double", "-inf", "-inf");
+    expectStored("float", "1e-45", "1e-45");
+}
+
+TEST_F(ValueParsingTest, BoolIsExactlyTrueOrFalse) {
+    for (const std::string value : {"1", "0", "yes", "True", "FALSE", "", "true "}) {
+        expectRefused("bool", value, "true or false");
+    }
+    expectStored("bool", "false", "false");
+}
+
+TEST_F(ValueParsingTest, BinaryMustBeCanonicalBase64) {
+    for (const std::string value : {"A", "AAA", "AA=A", "====", "AA==AA==", "AAE",
+                                    "AB==", "AAF=", "AA A", "AA\nA=", "A*==", "AAECAw"}) {
+        expectRefused("binary", value, "Base64");
+    }
+    expectStored("binary", "", "");
+    expectStored("binary", "/+8=", "/+8=");
+    expectStored("binary", "AA==", "AA==");
+}
+
+TEST_F(ValueParsingTest, WideStringsMustBeUtf8) {
+    for (const std::string value :
+         {"\xff", "\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"}) {
+        expectRefused("unicodeString", value, "UTF-8");
+    }
+    expectStored("unicodeString", "", "");
+}
+
+TEST_F(ValueParsingTest, NarrowStringsAreTakenByteForByte) {
+    expectStored("string", "\xff raw \\n", "\xff raw \\n");
+}
+
+TEST_F(ValueParsingTest, UnknownTypesAreRefusedWithTheKnownOnes) {
+    expectRefused("integer", "1", "unicodeString");
+    expectRefused("Bool", "true", "bool");
+}
+
+}  // namespace
