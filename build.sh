@@ -82,6 +82,13 @@ main() {
             ensure_packages "${packages[@]}"
             run_memcheck
             ;;
+        bench)
+            ensure_packages "${packages[@]}"
+            configure "$root" build/bench -DCMAKE_BUILD_TYPE=Release -DORVANDEL_BUILD_BENCH=ON \
+                -DORVANDEL_BUILD_TESTS=OFF -DORVANDEL_BUILD_TOOLS=OFF
+            cmake --build build/bench -j "$jobs"
+            build/bench/bench/orvandel_bench --benchmark_min_time=0.5 "${@:2}"
+            ;;
         fuzz)
             local seconds=${2:-60}
             ensure_packages "${packages[@]}" clang libclang-rt-14-dev
