@@ -110,18 +110,8 @@ ORVANDEL_BENCHMARK(binary_serialize);
 
 void binary_read(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
-    const std::vector<unsigned char> form = serializeAll(*buildSet("BinaryConfigurationSet", load));
-    const auto* factory = getConfigurationSetFactory();
-    for (auto _ : state) {
-        state.PauseTiming();
-        AutoRefCounted<IConfigurationSet> set =
-            factory->createConfigurationSet("BinaryConfigurationSet");
-        state.ResumeTiming();
-        set->unserialize(form.data(), form.size());
-        state.PauseTiming();
-        set = AutoRefCounted<IConfigurationSet>();
-        state.ResumeTiming();
-    }
+    timeReads(state, "BinaryConfigurationSet",
+              serializeAll(*buildSet("BinaryConfigurationSet", load)));
     countSettings(state, load.paths.size());
 }
 ORVANDEL_BENCHMARK(binary_read);

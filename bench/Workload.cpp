@@ -231,4 +231,17 @@ std::vector<unsigned char> serializeAll(IConfigurationSet& set) {
     return form;
 }
 
+void timeReads(benchmark::State& state, const char* type, const std::vector<unsigned char>& form) {
+    const auto* factory = getConfigurationSetFactory();
+    for (auto _ : state) {
+        state.PauseTiming();
+        AutoRefCounted<IConfigurationSet> set = factory->createConfigurationSet(type);
+        state.ResumeTiming();
+        set->unserialize(form.data(), form.size());
+        state.PauseTiming();
+        set = AutoRefCounted<IConfigurationSet>();
+        state.ResumeTiming();
+    }
+}
+
 }  // namespace orvandel_bench

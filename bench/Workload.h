@@ -3,6 +3,8 @@
 #ifndef ORVANDEL_BENCH_WORKLOAD_H
 #define ORVANDEL_BENCH_WORKLOAD_H
 
+#include <benchmark/benchmark.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -68,6 +70,10 @@ AutoRefCounted<IConfigurationSet> buildSet(const char* type, const Workload& loa
 
 // The set's whole serialised form (length query, then fill).
 std::vector<unsigned char> serializeAll(IConfigurationSet& set);
+
+// Times reading `form` into a fresh, empty set of the given type per iteration (creating and
+// destroying the set are not timed).
+void timeReads(benchmark::State& state, const char* type, const std::vector<unsigned char>& form);
 
 }  // namespace orvandel_bench
 

@@ -35,18 +35,7 @@ void serializeInto(benchmark::State& state, const Workload& load) {
 }
 
 void readInto(benchmark::State& state, const Workload& load) {
-    const std::vector<unsigned char>& form = xmlForm(load);
-    const auto* factory = getConfigurationSetFactory();
-    for (auto _ : state) {
-        state.PauseTiming();
-        AutoRefCounted<IConfigurationSet> set =
-            factory->createConfigurationSet("XMLConfigurationSet");
-        state.ResumeTiming();
-        set->unserialize(form.data(), form.size());
-        state.PauseTiming();
-        set = AutoRefCounted<IConfigurationSet>();
-        state.ResumeTiming();
-    }
+    timeReads(state, "XMLConfigurationSet", xmlForm(load));
     countSettings(state, load.paths.size());
 }
 

@@ -45,7 +45,7 @@ AutoRefCounted<IConfigurationSet> setOfEveryType() {
     for (int value = 0; value < 256; ++value) {
         bytes.push_back(static_cast<unsigned char>(value));
     }
-    set->insertSetting("data/binary", newBinarySetting(bytes));
+    set->insertSetting("data/binary", makeBinarySetting(bytes));
     return set;
 }
 

@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
@@ -27,30 +29,12 @@ inline AutoRefCounted<IConfigurationSet> newXmlSet() {
     return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
 }
 
-template <class T>
-AutoRefCounted<ISetting> newSetting(ISetting::Type type, const T& value) {
-    AutoRefCounted<ISetting> setting(new Setting());
-    setting->initialize(type);
-    setting->setValue(value);
-    return setting;
-}
-
-inline AutoRefCounted<ISetting> newBinarySetting(const std::vector<unsigned char>& bytes) {
-    AutoRefCounted<ISetting> setting(new Setting());
-    setting->initialize(ISetting::binaryType);
-    size_t length = bytes.size();
-    setting->resizeBinaryBuffer(&length);
-    unsigned char* buffer = nullptr;
-    setting->getBinaryBuffer(&buffer, &length);
-    for (size_t index = 0; index < length; ++index) {
-        buffer[index] = bytes[index];
-    }
-    return setting;
-}
+using testsupport::makeBinarySetting;
+using testsupport::makeSetting;
 
 template <class T>
 void put(IConfigurationSet& set, const std::string& path, ISetting::Type type, const T& value) {
-    set.insertSetting(path, newSetting(type, value));
+    set.insertSetting(path, makeSetting(type, value));
 }
 
 // The whole document, asked for as callers do: a length query, then a buffer of that length.

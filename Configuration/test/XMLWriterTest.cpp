@@ -32,7 +32,7 @@ std::string rootSettingText(const std::string& keyword, const AutoRefCounted<ISe
 
 template <class T>
 std::string valueText(ISetting::Type type, const std::string& keyword, const T& value) {
-    return rootSettingText(keyword, newSetting(type, value));
+    return rootSettingText(keyword, makeSetting(type, value));
 }
 
 }  // namespace
@@ -113,15 +113,15 @@ TEST(XMLWriter, StringsAreEscapedByTheSerializer) {
 }
 
 TEST(XMLWriter, BinaryBuffersAreBase64EndingInALineFeedAndEmptyValuesHaveNoText) {
-    EXPECT_EQ("AAEC/w==\n", rootSettingText("binary", newBinarySetting({0x00, 0x01, 0x02, 0xff})));
-    EXPECT_EQ("", rootSettingText("binary", newBinarySetting({})));
+    EXPECT_EQ("AAEC/w==\n", rootSettingText("binary", makeBinarySetting({0x00, 0x01, 0x02, 0xff})));
+    EXPECT_EQ("", rootSettingText("binary", makeBinarySetting({})));
     EXPECT_EQ("", valueText(ISetting::stringType, "string", std::string()));
     EXPECT_EQ("", valueText(ISetting::unicodeString, "unicodeString", std::wstring()));
 }
 
 TEST(XMLWriter, LongBinaryBuffersAreBrokenIntoLinesOfSixtyCharacters) {
     const std::string text =
-        rootSettingText("binary", newBinarySetting(std::vector<unsigned char>(100, 7)));
+        rootSettingText("binary", makeBinarySetting(std::vector<unsigned char>(100, 7)));
     EXPECT_EQ(60u, text.find('\n'));
     EXPECT_EQ('\n', text.back());
 }
@@ -147,7 +147,7 @@ TEST(XMLWriter, SerializingTwiceWithoutAChangeGivesIdenticalBytes) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     put(*set, "a/b", ISetting::doubleType, 3.25);
     put(*set, "a/c", ISetting::stringType, std::string("text"));
-    set->insertSetting("d", newBinarySetting({1, 2, 3}));
+    set->insertSetting("d", makeBinarySetting({1, 2, 3}));
     const std::string first = serialized(*set);
     EXPECT_EQ(first, serialized(*set));
 }
@@ -249,7 +249,7 @@ TEST(XMLWriter, ASuccessfulSerializeClearsTheModifiedFlag) {
 
 TEST(XMLWriter, ALengthQueryOnASetHoldingABinarySettingRaisesTheModifiedFlag) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    set->insertSetting("b", newBinarySetting({1, 2}));
+    set->insertSetting("b", makeBinarySetting({1, 2}));
     set->checkModified();
     size_t length = 0;
     EXPECT_THROW(set->serialize(nullptr, 0, &length), IConfigurationSet::ConfigurationSetException);
