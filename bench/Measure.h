@@ -18,15 +18,17 @@ void applySizes(benchmark::internal::Benchmark* benchmark);
 void countSettings(benchmark::State& state, size_t settings);
 
 // Declares that the library operation `operation` is compared with `floor` against `target`
-// (the largest acceptable ratio at N >= 100,000; 0 for no target).
+// (the largest acceptable ratio at N >= judgedFrom; 0 for no target).
 struct Comparison {
     const char* label;
     const char* operation;
     const char* floor;
     double target;
+    size_t judgedFrom;
 };
 
-// Runs every registered benchmark and prints the ratio table; returns the process's exit code.
+// Runs every registered benchmark, each in a fresh process of its own, and prints the ratio
+// table; returns the process's exit code.
 int runAndReport(int argc, char** argv);
 
 }  // namespace orvandel_bench

@@ -8,14 +8,14 @@
 namespace orvconf {
 namespace {
 
-struct CommandSpec {
+struct CommandSyntax {
     const char* name;
     size_t minOperands;
     size_t maxOperands;
     const char* options;  // the command-specific options it takes, as "--json --raw"
 };
 
-const std::array<CommandSpec, 7> kCommands = {{
+const std::array<CommandSyntax, 7> kCommands = {{
     {"print", 1, 1, "--json"},
     {"get", 2, 2, "--raw"},
     {"set", 4, 4, ""},
@@ -25,17 +25,17 @@ const std::array<CommandSpec, 7> kCommands = {{
     {"diff", 2, 2, ""},
 }};
 
-const CommandSpec& commandSpec(const std::string& name) {
-    for (const CommandSpec& spec : kCommands) {
-        if (name == spec.name) {
-            return spec;
+const CommandSyntax& commandSyntax(const std::string& name) {
+    for (const CommandSyntax& syntax : kCommands) {
+        if (name == syntax.name) {
+            return syntax;
         }
     }
     throw Failure("unknown command '" + name + "' (see orvconf --help)");
 }
 
-bool takesOption(const CommandSpec& spec, const std::string& option) {
-    return (" " + std::string(spec.options) + " ").find(" " + option + " ") != std::string::npos;
+bool takesOption(const CommandSyntax& syntax, const std::string& option) {
+    return (" " + std::string(syntax.options) + " ").find(" " + option + " ") != std::string::npos;
 }
 
 Format formatOption(const std::string& option, const std::string& value) {
@@ -97,16 +97,16 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
         }
         return line;
     }
-    const CommandSpec& spec = commandSpec(line.command);
+    const CommandSyntax& syntax = commandSyntax(line.command);
     if (line.help) {
         return line;
     }
     for (const std::string& option : options) {
-        if (option != "--format" && option != "--version" && !takesOption(spec, option)) {
+        if (option != "--format" && option != "--version" && !takesOption(syntax, option)) {
             throw Failure("command " + line.command + " does not take the option " + option);
         }
     }
-    if (line.operands.size() < spec.minOperands || line.operands.size() > spec.maxOperands) {
+    if (line.operands.size() < syntax.minOperands || line.operands.size() > syntax.maxOperands) {
         throw Failure("command " + line.command + ": wrong number of arguments (see orvconf " +
                       line.command + " --help)");
     }
