@@ -205,7 +205,7 @@ bool BinaryConfigurationSet::keptFormIsCurrent() const {
 
 void BinaryConfigurationSet::dropKeptForm() {
     d_pending.kept = false;
-    std::vector<unsigned char>().swap(d_pending.bytes);
+    d_pending.bytes.release();
     std::vector<BinaryPlace>().swap(d_pending.binaries);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <orvandel/configuration/internal/BinaryStream.h>
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 
 namespace com {
@@ -46,7 +47,7 @@ class BinaryConfigurationSet : public ConfigurationSet {
     struct PendingForm {
         bool kept = false;
         uint64_t changes = 0;  // the flag's change count when the form was built
-        std::vector<unsigned char> bytes;
+        GrowableBuffer bytes;
         std::vector<BinaryPlace> binaries;
         size_t lastLength = 0;  // the length of the last form built, to size the next one
     };

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
-#include <vector>
+#include <new>
 
 #include <orvandel/configuration/IConfigurationSet.h>
 
@@ -41,18 +42,59 @@ class BinaryStreamWriter {
     size_t d_position;
 };
 
-// Appends fields to a growing byte vector: the writer for a form whose length is not known yet.
-// The vector grows geometrically and is cut to the written length by finish().
+// A byte buffer that grows with realloc: new bytes are not zero-filled, and a large block grows
+// by remapping rather than copying. Owned; freed by the destructor or release().
+class GrowableBuffer {
+  public:
+    GrowableBuffer() = default;
+    GrowableBuffer(const GrowableBuffer&) = delete;
+    GrowableBuffer& operator=(const GrowableBuffer&) = delete;
+    ~GrowableBuffer() { std::free(d_bytes); }
+
+    // Makes room for at least `capacity` bytes, keeping the first size() of them.
+    void reserve(size_t capacity) {
+        if (capacity <= d_capacity) {
+            return;
+        }
+        void* grown = std::realloc(d_bytes, capacity);
+        if (grown == nullptr) {
+            throw std::bad_alloc();
+        }
+        d_bytes = static_cast<unsigned char*>(grown);
+        d_capacity = capacity;
+    }
+
+    void release() {
+        std::free(d_bytes);
+        d_bytes = nullptr;
+        d_capacity = 0;
+        d_size = 0;
+    }
+
+    unsigned char* data() { return d_bytes; }
+    const unsigned char* data() const { return d_bytes; }
+    size_t size() const { return d_size; }
+    size_t capacity() const { return d_capacity; }
+    void setSize(size_t size) { d_size = size; }
+
+  private:
+    unsigned char* d_bytes = nullptr;
+    size_t d_capacity = 0;
+    size_t d_size = 0;
+};
+
+// Appends fields to a growing buffer: the writer for a form whose length is not known yet. The
+// buffer grows geometrically; finish() records the written length as its size.
 class BinaryStreamAppender {
   public:
-    explicit BinaryStreamAppender(std::vector<unsigned char>& out, size_t expectedLength)
-        : d_out(out), d_position(0) {
-        d_out.resize(expectedLength);
+    BinaryStreamAppender(GrowableBuffer& out, size_t expectedLength) : d_out(out), d_position(0) {
+        d_out.setSize(0);
+        d_out.reserve(expectedLength);
     }
 
     void putBytes(const void* bytes, size_t length) {
-        if (length > d_out.size() - d_position) {
-            d_out.resize(std::max(d_out.size() * 2, d_position + length));
+        if (length > d_out.capacity() - d_position) {
+            d_out.reserve(std::max(d_out.capacity() * 2, d_position + length));
         }
         if (length != 0) {
             std::memcpy(d_out.data() + d_position, bytes, length);
@@ -67,10 +109,10 @@ class BinaryStreamAppender {
 
     size_t position() const { return d_position; }
 
-    void finish() { d_out.resize(d_position); }
+    void finish() { d_out.setSize(d_position); }
 
   private:
-    std::vector<unsigned char>& d_out;
+    GrowableBuffer& d_out;
     size_t d_position;
 };
 
