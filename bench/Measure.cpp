@@ -34,9 +34,13 @@ class ChildReporter : public benchmark::ConsoleReporter {
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
+            // With repetitions, the median of them; otherwise the one run.
+            const bool chosen = run.repetitions > 1 ? run.run_type == Run::RT_Aggregate &&
+                                                          run.aggregate_name == "median"
+                                                    : run.run_type == Run::RT_Iteration;
             const auto settings = run.counters.find("settings");
-            if (run.error_occurred || run.run_type != Run::RT_Iteration ||
-                settings == run.counters.end() || settings->second.value <= 0) {
+            if (run.error_occurred || !chosen || settings == run.counters.end() ||
+                settings->second.value <= 0) {
                 continue;
             }
             const double seconds =
