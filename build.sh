@@ -12,7 +12,7 @@ cd "$(dirname "$0")"
 root=$(pwd)
 jobs=$(nproc)
 
-packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev valgrind)
+packages=(cmake ninja-build g++ pkg-config libxerces-c-dev libgtest-dev libbenchmark-dev valgrind jq)
 
 ensure_packages() {
     local missing=()
