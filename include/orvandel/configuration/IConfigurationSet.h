@@ -62,8 +62,10 @@ class ORVANDEL_API IConfigurationSet : public IRefCounted {
 
     // Reads exactly inLength bytes at in (borrowed for the call) as one serialised form and merges
     // its settings into the set, as load() does. Throws unsupportedException when the set cannot
-    // serialise, serializationFailureException for a malformed form (the set's settings and its
-    // modified flag are then unchanged). Clears the modified flag on success.
+    // serialise, serializationFailureException for a malformed form; an XML set also passes on
+    // std::ios_base::failure for a number or bool text that does not parse. A failed read leaves
+    // the set's settings unchanged (a binary set's modified flag too; an XML set that built
+    // settings before failing reports itself modified). Clears the modified flag on success.
     virtual void unserialize(const unsigned char* in, size_t inLength) = 0;
 
     // Writes the set's serialised form into out (outLength writable bytes; out may be null when
@@ -71,7 +73,9 @@ class ORVANDEL_API IConfigurationSet : public IRefCounted {
     // not fit, in which case outBufferTooSmallException is thrown and the flag is kept. On
     // success the first *reqLength bytes of out hold the form and the modified flag is cleared.
     // To learn the length, call with a null out and 0 first. Throws unsupportedException when
-    // the set cannot serialise (after storing 0 in *reqLength).
+    // the set cannot serialise (after storing 0 in *reqLength), serializationFailureException when
+    // the form cannot be written; an XML set passes on the XML library's DOMException for a path
+    // whose branch parts are not XML names.
     virtual void serialize(unsigned char* out, size_t outLength, size_t* reqLength) = 0;
 
     // True when the set or any of its settings changed since the last call (or since the set was
