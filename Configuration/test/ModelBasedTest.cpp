@@ -1,14 +1,21 @@
 // Long seeded random sequences of object-interface operations, checked step by step against a
-// plain reference model: a map from path to a typed value, plus the modified flag.
+// plain reference model: a map from path to a typed value, plus the modified flag. By-index
+// lookups are checked against the plain walk over the model, so the set's remembered position
+// is checked against the walk without memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <orvandel/configuration/IConfigurationSetFactory.h>
+
+#include "TestSupport.h"
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
@@ -31,12 +38,49 @@ struct Model {
     bool modified = false;
 };
 
+// How the test draws, stores and reads a value of one numeric type, through int64_t.
+struct NumberType {
+    ISetting::Type type;
+    int64_t (*draw)(uint64_t bits);
+    void (*store)(ISetting& setting, int64_t number);
+    int64_t (*read)(const ISetting& setting);
+};
+
+template <class T>
+NumberType numberType(ISetting::Type type) {
+    return {type,
+            [](uint64_t bits) {
+                return std::is_same_v<T, bool> ? static_cast<int64_t>(bits & 1)
+                                               : static_cast<int64_t>(static_cast<T>(bits));
+            },
+            [](ISetting& setting, int64_t number) { setting.setValue(static_cast<T>(number)); },
+            [](const ISetting& setting) {
+                T number{};
+                setting.getValue(&number);
+                return static_cast<int64_t>(number);
+            }};
+}
+
+const NumberType kNumberTypes[] = {
+    numberType<bool>(ISetting::boolType), numberType<uint32_t>(ISetting::uint32Type),
+    numberType<int64_t>(ISetting::int64Type), numberType<signed char>(ISetting::charType),
+    numberType<uint16_t>(ISetting::uint16Type)};
+
+const NumberType* numberTypeOf(ISetting::Type type) {
+    for (const NumberType& number : kNumberTypes) {
+        if (number.type == type) {
+            return &number;
+        }
+    }
+    return nullptr;
+}
+
 const ISetting::Type kTypes[] = {ISetting::boolType,  ISetting::uint32Type, ISetting::int64Type,
                                  ISetting::charType,  ISetting::stringType, ISetting::binaryType,
                                  ISetting::uint16Type};
 
 class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
-  protected:
+  public:
     void SetUp() override {
         d_random.seed(GetParam());
         d_sets[0] = getConfigurationSetFactory()->createConfigurationSet("BinaryConfigurationSet");
@@ -58,113 +102,62 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         return path;
     }
 
-    ModelValue randomValue(ISetting::Type type) {
-        ModelValue value{type, 0, std::string()};
-        switch (type) {
-            case ISetting::boolType:
-                value.number = pick(2);
-                break;
-            case ISetting::charType:
-                value.number = static_cast<int64_t>(pick(256)) - 128;
-                break;
-            case ISetting::uint16Type:
-                value.number = pick(65536);
-                break;
-            case ISetting::uint32Type:
-                value.number = d_random();
-                break;
-            case ISetting::int64Type:
-                value.number = static_cast<int64_t>((uint64_t(d_random()) << 32) | d_random());
-                break;
-            default:
-                // Strings hold no NUL: the binary form cuts a string there.
-                const uint32_t first = type == ISetting::stringType ? 1 : 0;
-                for (uint32_t length = pick(6); length > 0; --length) {
-                    value.text.push_back(static_cast<char>(first + pick(256 - first)));
-                }
+    ModelValue randomValue() {
+        ModelValue value{kTypes[pick(sizeof kTypes / sizeof *kTypes)], 0, std::string()};
+        if (const NumberType* number = numberTypeOf(value.type)) {
+            value.number = number->draw(d_random());
+            return value;
+        }
+        // Strings hold no NUL: the binary form cuts a string there.
+        const uint32_t first = value.type == ISetting::stringType ? 1 : 0;
+        for (uint32_t length = pick(6); length > 0; --length) {
+            value.text.push_back(static_cast<char>(first + pick(256 - first)));
         }
         return value;
     }
 
     static void store(ISetting& setting, const ModelValue& value) {
-        switch (value.type) {
-            case ISetting::boolType:
-                return setting.setValue(value.number != 0);
-            case ISetting::charType:
-                return setting.setValue(static_cast<signed char>(value.number));
-            case ISetting::uint16Type:
-                return setting.setValue(static_cast<uint16_t>(value.number));
-            case ISetting::uint32Type:
-                return setting.setValue(static_cast<uint32_t>(value.number));
-            case ISetting::int64Type:
-                return setting.setValue(static_cast<int64_t>(value.number));
-            case ISetting::stringType:
-                return setting.setValue(value.text);
-            default: {
-                size_t length = value.text.size();
-                setting.resizeBinaryBuffer(&length);
-                unsigned char* bytes = nullptr;
-                setting.getBinaryBuffer(&bytes, &length);
-                std::copy(value.text.begin(), value.text.end(), bytes);
-            }
+        if (const NumberType* number = numberTypeOf(value.type)) {
+            number->store(setting, value.number);
+        } else if (value.type == ISetting::stringType) {
+            setting.setValue(value.text);
+        } else {
+            size_t length = value.text.size();
+            setting.resizeBinaryBuffer(&length);
+            unsigned char* bytes = nullptr;
+            setting.getBinaryBuffer(&bytes, &length);
+            std::copy(value.text.begin(), value.text.end(), bytes);
         }
     }
 
     static ModelValue read(const ISetting& setting) {
         ModelValue value{setting.getType(), 0, std::string()};
-        switch (value.type) {
-            case ISetting::boolType: {
-                bool flag = false;
-                setting.getValue(&flag);
-                value.number = flag;
-                break;
-            }
-            case ISetting::charType: {
-                signed char number = 0;
-                setting.getValue(&number);
-                value.number = number;
-                break;
-            }
-            case ISetting::uint16Type: {
-                uint16_t number = 0;
-                setting.getValue(&number);
-                value.number = number;
-                break;
-            }
-            case ISetting::uint32Type: {
-                uint32_t number = 0;
-                setting.getValue(&number);
-                value.number = number;
-                break;
-            }
-            case ISetting::int64Type: {
-                int64_t number = 0;
-                setting.getValue(&number);
-                value.number = number;
-                break;
-            }
-            case ISetting::stringType: {
-                const std::string* text = nullptr;
-                setting.getValue(&text);
-                value.text = *text;
-                break;
-            }
-            default: {
-                const unsigned char* bytes = nullptr;
-                size_t length = 0;
-                setting.getLockedBinaryBuffer(&bytes, &length);
-                value.text.assign(reinterpret_cast<const char*>(bytes), length);
-            }
+        if (const NumberType* number = numberTypeOf(value.type)) {
+            value.number = number->read(setting);
+        } else if (value.type == ISetting::stringType) {
+            const std::string* text = nullptr;
+            setting.getValue(&text);
+            value.text = *text;
+        } else {
+            const unsigned char* bytes = nullptr;
+            size_t length = 0;
+            setting.getLockedBinaryBuffer(&bytes, &length);
+            value.text.assign(reinterpret_cast<const char*>(bytes), length);
         }
         return value;
     }
 
-    void insert(uint32_t which) {
-        const std::string path = randomPath();
-        const ModelValue value = randomValue(kTypes[pick(sizeof kTypes / sizeof *kTypes)]);
+    AutoRefCounted<ISetting> newSetting(const ModelValue& value) {
         AutoRefCounted<ISetting> setting = getConfigurationSetFactory()->createSetting();
         setting->initialize(value.type);
         store(*setting, value);
+        return setting;
+    }
+
+    void insert(uint32_t which) {
+        const std::string path = randomPath();
+        const ModelValue value = randomValue();
+        const AutoRefCounted<ISetting> setting = newSetting(value);
         Model& model = d_models[which];
         if (model.settings.count(path) != 0) {
             EXPECT_THROW(d_sets[which]->insertSetting(path, setting),
@@ -185,7 +178,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
                          IConfigurationSet::ConfigurationSetException);
             return;
         }
-        const ModelValue value = randomValue(kTypes[pick(sizeof kTypes / sizeof *kTypes)]);
+        const ModelValue value = randomValue();
         AutoRefCounted<ISetting> setting = d_sets[which]->retrieveSetting(path);
         if (value.type != found->second.type) {
             EXPECT_THROW(store(*setting, value), ISetting::SettingException);
@@ -208,29 +201,97 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         model.modified = true;
     }
 
-    // A run of consecutive indices under a random branch, compared with the model's paths that
-    // begin with that branch.
-    void enumerate(uint32_t which) {
-        const std::string branch = randomPath().substr(0, pick(3));
-        std::vector<std::string> expected;
-        for (const auto& entry : d_models[which].settings) {
-            if (entry.first.compare(0, branch.size(), branch) == 0) {
-                expected.push_back(entry.first);
+    void removeAllSometimes(uint32_t which) {
+        if (pick(8) == 0) {
+            d_sets[which]->removeAllSettings();
+            d_models[which].settings.clear();
+            d_models[which].modified = true;
+        }
+    }
+
+    // A stream of a few records read into the binary set, merging into the model; a stream with
+    // a trailing byte must fail and change nothing, flag included.
+    void readStream(uint32_t) {
+        const AutoRefCounted<IConfigurationSet> source =
+            getConfigurationSetFactory()->createConfigurationSet("BinaryConfigurationSet");
+        std::map<std::string, ModelValue> records;
+        for (uint32_t count = pick(5); count > 0; --count) {
+            const std::string path = randomPath();
+            const ModelValue value = randomValue();
+            if (records.emplace(path, value).second) {
+                source->insertSetting(path, newSetting(value));
             }
         }
-        uint32_t index = pick(static_cast<uint32_t>(expected.size()) + 2);
-        for (uint32_t steps = pick(4) + 1; steps > 0; --steps, ++index) {
-            std::string path;
-            if (index >= expected.size()) {
-                EXPECT_THROW(d_sets[which]->retrieveLockedSettingByIndex(branch, index, path),
-                             IConfigurationSet::ConfigurationSetException);
-                continue;
-            }
-            AutoRefCounted<const ISetting> setting =
-                d_sets[which]->retrieveLockedSettingByIndex(branch, index, path);
-            EXPECT_EQ(expected[index], path);
-            EXPECT_EQ(d_models[which].settings.at(path), read(*setting));
+        std::vector<unsigned char> form = testsupport::serializedForm(*source);
+        if (pick(3) == 0) {
+            form.push_back(0);
+            EXPECT_THROW(d_sets[0]->unserialize(form.data(), form.size()),
+                         IConfigurationSet::ConfigurationSetException);
+            return;
         }
+        d_sets[0]->unserialize(form.data(), form.size());
+        for (const auto& record : records) {
+            d_models[0].settings[record.first] = record.second;
+        }
+        d_models[0].modified = false;
+    }
+
+    // One by-index lookup in any of the four forms, often the next index of the previous one so
+    // that the set's remembered position is used, compared with the plain walk over the model:
+    // the entry `index` steps after the branch's lower bound, if its path begins with the branch.
+    void lookUp(uint32_t which) {
+        std::string& branch = d_lastBranch[which];
+        uint32_t& index = d_lastIndex[which];
+        const uint32_t choice = pick(100);
+        if (choice < 35) {
+            ++index;
+        } else if (choice < 45) {
+            index = index + pick(5) - std::min<uint32_t>(index, 2);
+        } else {
+            branch = randomPath().substr(0, pick(4));
+            const auto size = static_cast<uint32_t>(d_models[which].settings.size());
+            index = pick(20) == 0 ? std::numeric_limits<uint32_t>::max() - pick(2) : pick(size + 3);
+        }
+        const auto& settings = d_models[which].settings;
+        auto expected = settings.lower_bound(branch);
+        for (uint32_t step = index; step > 0 && expected != settings.end(); --step) {
+            ++expected;
+        }
+        if (expected != settings.end() && expected->first.compare(0, branch.size(), branch) != 0) {
+            expected = settings.end();
+        }
+        IConfigurationSet& set = *d_sets[which];
+        const IConfigurationSet& locked = set;
+        std::string copied = "unwritten";
+        const std::string* shared = nullptr;
+        const uint32_t form = pick(4);
+        AutoRefCounted<const ISetting> found;
+        const auto thrown =
+            testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>([&] {
+                if (form == 0) {
+                    found = const_pointer_cast<const ISetting>(
+                        set.retrieveSettingByIndex(branch, index, copied));
+                } else if (form == 1) {
+                    found = locked.retrieveLockedSettingByIndex(branch, index, copied);
+                } else if (form == 2) {
+                    found = const_pointer_cast<const ISetting>(
+                        set.retrieveSettingByIndex(branch.c_str(), index, &shared));
+                } else {
+                    found = locked.retrieveLockedSettingByIndex(branch.c_str(), index, &shared);
+                }
+            });
+        SCOPED_TRACE("branch '" + branch + "' index " + std::to_string(index));
+        if (expected == settings.end()) {
+            EXPECT_EQ(IConfigurationSet::noSettingAtPathException, thrown);
+            EXPECT_EQ("unwritten", copied);
+            EXPECT_EQ(nullptr, shared);
+            return;
+        }
+        ASSERT_FALSE(thrown.has_value());
+        ++d_hits;
+        EXPECT_EQ(expected->first, form < 2 ? copied : *shared);
+        EXPECT_EQ(set.retrieveLockedSetting(expected->first).operator->(), found.operator->());
+        EXPECT_EQ(expected->second, read(*found));
     }
 
     void checkEverything(uint32_t which) {
@@ -244,68 +305,58 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         d_models[which].modified = false;
     }
 
-    void step() {
-        const uint32_t which = pick(2);
-        switch (pick(12)) {
-            case 0:
-            case 1:
-            case 2:
-                return insert(which);
-            case 3:
-            case 4:
-                return change(which);
-            case 5:
-                return remove(which);
-            case 6:
-            case 7:
-                return enumerate(which);
-            case 8:
-                return checkEverything(which);
-            case 9:
-                if (pick(8) == 0) {
-                    d_sets[which]->removeAllSettings();
-                    d_models[which].settings.clear();
-                    d_models[which].modified = true;
-                }
-                return;
-            case 10: {
-                const bool same = d_models[0].settings == d_models[1].settings;
-                EXPECT_EQ(same, d_sets[0]->equals(
-                                    const_pointer_cast<const IConfigurationSet>(d_sets[1])));
-                EXPECT_EQ(same, d_sets[1]->equals(
-                                    const_pointer_cast<const IConfigurationSet>(d_sets[0])));
-                return;
-            }
-            default: {
-                // The binary set's own form, read back into a fresh set, is an equal set.
-                size_t length = 0;
-                std::vector<unsigned char> form;
-                try {
-                    d_sets[0]->serialize(nullptr, 0, &length);
-                } catch (IConfigurationSet::ConfigurationSetException) {
-                    form.resize(length);
-                    d_sets[0]->serialize(form.data(), form.size(), &length);
-                }
-                d_models[0].modified = false;
-                AutoRefCounted<IConfigurationSet> copy =
-                    getConfigurationSetFactory()->createConfigurationSet("BinaryConfigurationSet");
-                copy->unserialize(form.data(), form.size());
-                EXPECT_TRUE(copy->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
-            }
-        }
+    void compareSets(uint32_t) {
+        const bool same = d_models[0].settings == d_models[1].settings;
+        EXPECT_EQ(same, d_sets[0]->equals(const_pointer_cast<const IConfigurationSet>(d_sets[1])));
+        EXPECT_EQ(same, d_sets[1]->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
     }
 
-    std::mt19937 d_random;
+    // The binary set's own form, read back into a fresh set, is an equal set.
+    void serializeAndReadBack(uint32_t) {
+        const std::vector<unsigned char> form = testsupport::serializedForm(*d_sets[0]);
+        d_models[0].modified = false;
+        AutoRefCounted<IConfigurationSet> copy =
+            getConfigurationSetFactory()->createConfigurationSet("BinaryConfigurationSet");
+        copy->unserialize(form.data(), form.size());
+        EXPECT_TRUE(copy->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
+    }
+
+    using Operation = void (ModelBasedTest::*)(uint32_t);
+
+    // Runs `steps` operations drawn from `operations` (repeated entries are drawn more often).
+    void run(const std::vector<Operation>& operations, int steps) {
+        for (int step = 0; step < steps && !HasFatalFailure(); ++step) {
+            (this->*operations[pick(static_cast<uint32_t>(operations.size()))])(pick(2));
+        }
+        checkEverything(0);
+        checkEverything(1);
+    }
+
+    std::mt19937_64 d_random;
     Model d_models[2];
     AutoRefCounted<IConfigurationSet> d_sets[2];
+    std::string d_lastBranch[2];
+    uint32_t d_lastIndex[2] = {0, 0};
+    size_t d_hits = 0;
 };
 
+using M = ModelBasedTest;
+
 TEST_P(ModelBasedTest, LongRandomSequencesAgreeWithTheModel) {
-    for (int steps = 0; steps < 4000 && !HasFailure(); ++steps) {
-        step();
-    }
-    checkEverything(0);
-    checkEverything(1);
+    run({&M::insert, &M::insert, &M::insert, &M::change, &M::change, &M::remove, &M::lookUp,
+         &M::lookUp, &M::checkEverything, &M::removeAllSometimes, &M::compareSets,
+         &M::serializeAndReadBack, &M::readStream},
+        4000);
+}
+
+// The set remembers where its last by-index lookup ended so that consecutive indices cost
+// constant time; mostly lookups here, interleaved with every change of the map, so that the
+// remembered position is used and must be forgotten often.
+TEST_P(ModelBasedTest, TheRememberedByIndexPositionAnswersExactlyAsThePlainWalk) {
+    run({&M::lookUp, &M::lookUp, &M::lookUp, &M::lookUp, &M::lookUp, &M::lookUp, &M::insert,
+         &M::insert, &M::remove, &M::change, &M::readStream, &M::removeAllSometimes},
+        20000);
+    EXPECT_GT(d_hits, 2000u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, ModelBasedTest, ::testing::Values(1u, 2u, 3u, 42u, 2026u, 77777u));

@@ -4,9 +4,11 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <ios>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
@@ -51,6 +53,8 @@ AutoRefCounted<IConfigurationSet> sampleBinarySet() {
 
 TEST(SetTypes, EachTypeReportsItsNameAndCapabilities) {
     const AutoRefCounted<IConfigurationSet> plain = newPlainSet();
+    EXPECT_EQ(0u, plain->getSettingCount());
+    EXPECT_FALSE(plain->checkModified());
     EXPECT_EQ("ConfigurationSet", *plain->getType());
     EXPECT_FALSE(plain->capLoadAndSave());
     EXPECT_FALSE(plain->capSerialize());
@@ -61,55 +65,38 @@ TEST(SetTypes, EachTypeReportsItsNameAndCapabilities) {
     EXPECT_EQ(binary->getType(), binary->getType());
 }
 
-TEST(PlainSetPersistence, SerialisingIsRefusedAndTheLengthReportedAsZero) {
-    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
-    set->insertSetting("p", makeSetting(ISetting::int32Type, int32_t{1}));
-    set->checkModified();
-    size_t length = 99;
-    unsigned char buffer[64];
-    EXPECT_EQ(IConfigurationSet::unsupportedException,
-              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-                  [&] { set->serialize(buffer, sizeof buffer, &length); }));
-    EXPECT_EQ(0u, length);
-    const Bytes empty;
-    EXPECT_EQ(IConfigurationSet::unsupportedException,
-              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-                  [&] { set->unserialize(empty.data(), 0); }));
-    EXPECT_EQ(1u, set->getSettingCount());
-    EXPECT_FALSE(set->checkModified());
-}
-
-TEST(PlainSetPersistence, SaveIsRefusedWithoutCreatingOrTouchingAFile) {
+// Serialising reports the length as zero; save neither creates nor touches a file.
+TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrTheSet) {
     const ScratchDirectory directory;
-    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
-    set->insertSetting("p", makeSetting(ISetting::int32Type, int32_t{1}));
+    const std::string saved = directory.file("saved.bin");
+    sampleBinarySet()->save(saved);
     const std::string missing = directory.file("missing.bin");
-    EXPECT_EQ(IConfigurationSet::unsupportedException,
-              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-                  [&] { set->save(missing); }));
-    EXPECT_FALSE(std::filesystem::exists(missing));
     const std::string existing = directory.file("existing.bin");
     writeFile(existing, {1, 2, 3});
-    EXPECT_THROW(set->save(existing), IConfigurationSet::ConfigurationSetException);
-    EXPECT_EQ((Bytes{1, 2, 3}), contentsOf(existing));
-    EXPECT_TRUE(set->checkModified());
-}
-
-TEST(PlainSetPersistence, LoadIsRefusedAndTheSetUnchanged) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("saved.bin");
-    sampleBinarySet()->save(file);
     const AutoRefCounted<IConfigurationSet> set = newPlainSet();
     set->insertSetting("p", makeSetting(ISetting::int32Type, int32_t{1}));
-    set->checkModified();
-    EXPECT_EQ(IConfigurationSet::unsupportedException,
-              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-                  [&] { set->load(file); }));
-    EXPECT_EQ(IConfigurationSet::unsupportedException,
-              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-                  [&] { set->load(directory.file("missing.bin")); }));
+    size_t length = 99;
+    unsigned char buffer[64];
+    const std::vector<std::function<void()>> calls{
+        [&] { set->serialize(buffer, sizeof buffer, &length); },
+        [&] { set->unserialize(buffer, 0); },
+        [&] { set->save(missing); },
+        [&] { set->save(existing); },
+        [&] { set->load(saved); },
+        [&] { set->load(missing); }};
+    for (const bool flagged : {true, false}) {  // the insertion raised the flag
+        for (size_t call = 0; call < calls.size(); ++call) {
+            EXPECT_EQ(
+                IConfigurationSet::unsupportedException,
+                testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
+                << "call " << call;
+        }
+        EXPECT_EQ(flagged, set->checkModified());
+    }
+    EXPECT_EQ(0u, length);
+    EXPECT_FALSE(std::filesystem::exists(missing));
+    EXPECT_EQ((Bytes{1, 2, 3}), contentsOf(existing));
     EXPECT_EQ((std::vector<std::string>{"p"}), pathsOf(*set));
-    EXPECT_FALSE(set->checkModified());
 }
 
 TEST(BinaryFiles, ASavedSetLoadsBackEqualAndTheFileHoldsExactlyItsForm) {
@@ -151,59 +138,37 @@ TEST(BinaryFiles, AnEmptyFileLoadsAsNoSettingsAndClearsTheFlag) {
     EXPECT_FALSE(set->checkModified());
 }
 
-TEST(BinaryFiles, LoadingMergesIntoTheSettingsAlreadyThere) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("set.bin");
-    sampleBinarySet()->save(file);
-    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-    set->insertSetting("kept", makeSetting(ISetting::int32Type, int32_t{1}));
-    set->insertSetting("group/value", makeSetting(ISetting::doubleType, 1.5));
-    set->load(file);
-    EXPECT_EQ((std::vector<std::string>{"blob", "group/name", "group/value", "kept", "wide"}),
-              pathsOf(*set));
-    EXPECT_EQ(ISetting::uint32Type, set->retrieveLockedSetting("group/value")->getType());
-}
-
-// A failed load leaves the settings and the flag as they were, whichever state the flag had.
-void expectLoadLeavesSetAlone(const std::string& file, bool streamFailure) {
-    for (const bool flaggedBefore : {false, true}) {
-        const AutoRefCounted<IConfigurationSet> set = sampleBinarySet();
-        const Bytes before = serializedForm(*set);
-        const AutoRefCounted<ISetting> held = set->retrieveSetting("group/value");
-        set->checkModified();
-        if (flaggedBefore) {
-            held->setValue(uint32_t{7});
-        }
-        if (streamFailure) {
-            EXPECT_THROW(set->load(file), std::ios_base::failure);
-        } else {
-            EXPECT_THROW(set->load(file), IConfigurationSet::ConfigurationSetException);
-        }
-        EXPECT_EQ(flaggedBefore, set->checkModified());
-        EXPECT_EQ(held.operator->(), set->retrieveSetting("group/value").operator->());
-        EXPECT_EQ(before, serializedForm(*set));
-    }
-}
-
-TEST(BinaryFiles, LoadingAMissingFileThrowsTheStreamFailureAndChangesNothing) {
-    const ScratchDirectory directory;
-    expectLoadLeavesSetAlone(directory.file("missing.bin"), true);
-}
-
-TEST(BinaryFiles, LoadingADirectoryThrowsTheStreamFailureAndChangesNothing) {
+// A failed load leaves the settings and the flag as they were, whichever state the flag had:
+// a missing file or a directory give the stream failure, a malformed file the reader's failure.
+TEST(BinaryFiles, AFailedLoadChangesNothing) {
     const ScratchDirectory directory;
     const std::string subdirectory = directory.file("sub");
     std::filesystem::create_directory(subdirectory);
-    expectLoadLeavesSetAlone(subdirectory, true);
-}
-
-TEST(BinaryFiles, LoadingAMalformedFileThrowsTheReadersFailureAndChangesNothing) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("bad.bin");
+    const std::string malformed = directory.file("bad.bin");
     Bytes form = serializedForm(*sampleBinarySet());
     form.pop_back();
-    writeFile(file, form);
-    expectLoadLeavesSetAlone(file, false);
+    writeFile(malformed, form);
+    for (const auto& [file, streamFailure] : std::vector<std::pair<std::string, bool>>{
+             {directory.file("missing.bin"), true}, {subdirectory, true}, {malformed, false}}) {
+        for (const bool flaggedBefore : {false, true}) {
+            SCOPED_TRACE(file + (flaggedBefore ? " flagged" : ""));
+            const AutoRefCounted<IConfigurationSet> set = sampleBinarySet();
+            const Bytes before = serializedForm(*set);
+            const AutoRefCounted<ISetting> held = set->retrieveSetting("group/value");
+            set->checkModified();
+            if (flaggedBefore) {
+                held->setValue(uint32_t{7});
+            }
+            if (streamFailure) {
+                EXPECT_THROW(set->load(file), std::ios_base::failure);
+            } else {
+                EXPECT_THROW(set->load(file), IConfigurationSet::ConfigurationSetException);
+            }
+            EXPECT_EQ(flaggedBefore, set->checkModified());
+            EXPECT_EQ(held.operator->(), set->retrieveSetting("group/value").operator->());
+            EXPECT_EQ(before, serializedForm(*set));
+        }
+    }
 }
 
 TEST(BinaryFiles, SavingIntoAMissingDirectoryThrowsAndCreatesNothing) {

@@ -2,6 +2,7 @@
 // modified flag it raises and equality.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -75,31 +76,6 @@ TEST(Setting, ANullOutPointerIsReportedBeforeTheWrongType) {
     }
 }
 
-// Each scalar type accepts its own accessor pair and refuses a neighbour's, with no conversion.
-template <class T>
-void expectScalarRoundTrip(ISetting::Type type, T value) {
-    const AutoRefCounted<ISetting> setting(new Setting());
-    setting->initialize(type);
-    setting->setValue(value);
-    T read{};
-    setting->getValue(&read);
-    EXPECT_EQ(0, std::memcmp(&value, &read, sizeof value)) << "type " << type;
-}
-
-TEST(Setting, EveryScalarTypeKeepsItsValue) {
-    expectScalarRoundTrip(ISetting::boolType, true);
-    expectScalarRoundTrip(ISetting::ucharType, static_cast<unsigned char>(0xFE));
-    expectScalarRoundTrip(ISetting::uint16Type, static_cast<uint16_t>(0xFEDC));
-    expectScalarRoundTrip(ISetting::uint32Type, static_cast<uint32_t>(0xFEDCBA98u));
-    expectScalarRoundTrip(ISetting::uint64Type, static_cast<uint64_t>(0xFEDCBA9876543210ull));
-    expectScalarRoundTrip(ISetting::charType, static_cast<signed char>(-128));
-    expectScalarRoundTrip(ISetting::int16Type, static_cast<int16_t>(-32768));
-    expectScalarRoundTrip(ISetting::int32Type, std::numeric_limits<int32_t>::min());
-    expectScalarRoundTrip(ISetting::int64Type, std::numeric_limits<int64_t>::min());
-    expectScalarRoundTrip(ISetting::floatType, -1.5e-40f);
-    expectScalarRoundTrip(ISetting::doubleType, std::numeric_limits<double>::infinity());
-}
-
 TEST(Setting, ValuesNeverConvertBetweenTypes) {
     const AutoRefCounted<ISetting> setting = makeSetting(ISetting::uint32Type, uint32_t{5});
     int32_t asSigned = 9;
@@ -113,7 +89,8 @@ TEST(Setting, ValuesNeverConvertBetweenTypes) {
     EXPECT_EQ(5u, value);
 }
 
-TEST(Setting, InitializeKeepsTheBytesOfTheScalarStore) {
+// The scalar union, the string and the buffer all survive a change of type.
+TEST(Setting, InitializeKeepsEveryStoreForALaterReturn) {
     const AutoRefCounted<ISetting> setting = makeSetting(ISetting::int32Type, int32_t{-1});
     setting->initialize(ISetting::uint32Type);
     uint32_t value = 0;
@@ -123,10 +100,15 @@ TEST(Setting, InitializeKeepsTheBytesOfTheScalarStore) {
     uint16_t narrow = 0;
     setting->getValue(&narrow);
     EXPECT_EQ(0xFFFF, narrow);
-}
+    setting->initialize(ISetting::boolType);  // any non-zero byte reads as true
+    bool flag = false;
+    setting->getValue(&flag);
+    EXPECT_TRUE(flag);
+    EXPECT_TRUE(
+        setting->equals(const_pointer_cast<const ISetting>(makeSetting(ISetting::boolType, true))));
 
-TEST(Setting, InitializeKeepsTheStringAndTheBufferForALaterReturn) {
-    const AutoRefCounted<ISetting> setting = makeSetting(ISetting::stringType, std::string("kept"));
+    setting->initialize(ISetting::stringType);
+    setting->setValue(std::string("kept"));
     setting->initialize(ISetting::binaryType);
     size_t length = 3;
     setting->resizeBinaryBuffer(&length);
@@ -139,74 +121,51 @@ TEST(Setting, InitializeKeepsTheStringAndTheBufferForALaterReturn) {
     EXPECT_EQ(3u, length);
 }
 
-TEST(Setting, AnyNonZeroByteReadAsABooleanIsTrue) {
-    const AutoRefCounted<ISetting> setting =
-        makeSetting(ISetting::ucharType, static_cast<unsigned char>(2));
-    setting->initialize(ISetting::boolType);
-    bool value = false;
-    setting->getValue(&value);
-    EXPECT_TRUE(value);
-    EXPECT_TRUE(
-        setting->equals(const_pointer_cast<const ISetting>(makeSetting(ISetting::boolType, true))));
-}
-
-TEST(Setting, TheStringGetterLendsTheSettingsOwnString) {
+TEST(Setting, TheStringGettersLendTheSettingsOwnString) {
     const AutoRefCounted<ISetting> setting = makeSetting(ISetting::stringType, std::string("one"));
     const std::string* first = nullptr;
     const std::string* second = nullptr;
     setting->getValue(&first);
-    setting->getValue(&second);
-    EXPECT_EQ(first, second);
     setting->setValue(std::string("two"));
-    EXPECT_EQ("two", *first);
-}
-
-TEST(Setting, TheWideStringGetterLendsTheSettingsOwnString) {
-    const AutoRefCounted<ISetting> setting =
-        makeSetting(ISetting::unicodeString, std::wstring(L"ä"));
-    const std::wstring* first = nullptr;
-    setting->getValue(&first);
-    setting->setValue(std::wstring(L"\U0001F600"));
-    const std::wstring* second = nullptr;
     setting->getValue(&second);
     EXPECT_EQ(first, second);
-    EXPECT_EQ(std::wstring(L"\U0001F600"), *first);
+    EXPECT_EQ("two", *first);
+    setting->initialize(ISetting::unicodeString);
+    setting->setValue(std::wstring(L"ä"));
+    const std::wstring* wideFirst = nullptr;
+    const std::wstring* wideSecond = nullptr;
+    setting->getValue(&wideFirst);
+    setting->setValue(std::wstring(L"\U0001F600"));
+    setting->getValue(&wideSecond);
+    EXPECT_EQ(wideFirst, wideSecond);
+    EXPECT_EQ(std::wstring(L"\U0001F600"), *wideFirst);
 }
 
-TEST(Setting, ResizingToZeroLeavesNoStorage) {
-    const AutoRefCounted<ISetting> setting = makeBinarySetting({1, 2, 3});
+TEST(Setting, ResizingKeepsTheLeadingBytesAndZeroLeavesNoStorage) {
+    const AutoRefCounted<ISetting> setting = makeBinarySetting({1, 2, 3, 4});
+    const unsigned char* buffer = nullptr;
+    for (size_t wanted : {8u, 2u}) {
+        size_t length = wanted;
+        setting->resizeBinaryBuffer(&length);
+        EXPECT_EQ(wanted, length);
+        setting->getLockedBinaryBuffer(&buffer, &length);
+        ASSERT_EQ(wanted, length);
+        EXPECT_EQ(0, std::memcmp(buffer, "\x01\x02\x03\x04", std::min<size_t>(wanted, 4)));
+    }
     size_t length = 0;
     setting->resizeBinaryBuffer(&length);
-    const unsigned char* buffer = reinterpret_cast<const unsigned char*>(1);
+    buffer = reinterpret_cast<const unsigned char*>(1);
     length = 9;
     setting->getLockedBinaryBuffer(&buffer, &length);
     EXPECT_EQ(nullptr, buffer);
     EXPECT_EQ(0u, length);
-}
 
-TEST(Setting, GrowingTheBufferKeepsItsBytes) {
-    const AutoRefCounted<ISetting> setting = makeBinarySetting({1, 2, 3, 4});
-    size_t length = 8;
-    setting->resizeBinaryBuffer(&length);
-    EXPECT_EQ(8u, length);
-    const unsigned char* buffer = nullptr;
-    setting->getLockedBinaryBuffer(&buffer, &length);
-    ASSERT_EQ(8u, length);
-    EXPECT_EQ(0, std::memcmp(buffer, "\x01\x02\x03\x04", 4));
-    length = 2;
-    setting->resizeBinaryBuffer(&length);
-    setting->getLockedBinaryBuffer(&buffer, &length);
-    ASSERT_EQ(2u, length);
-    EXPECT_EQ(0, std::memcmp(buffer, "\x01\x02", 2));
-}
-
-TEST(Setting, ResizingAnotherTypeIsRefused) {
-    const AutoRefCounted<ISetting> setting = makeSetting(ISetting::stringType, std::string("s"));
-    size_t length = 4;
-    EXPECT_THROW(setting->resizeBinaryBuffer(&length), ISetting::SettingException);
-    EXPECT_THROW(setting->resizeBinaryBuffer(nullptr), ISetting::SettingException);
-    setting->initialize(ISetting::binaryType);
-    setting->getBinaryLength(&length);
+    const AutoRefCounted<ISetting> text = makeSetting(ISetting::stringType, std::string("s"));
+    length = 4;
+    EXPECT_THROW(text->resizeBinaryBuffer(&length), ISetting::SettingException);
+    EXPECT_THROW(text->resizeBinaryBuffer(nullptr), ISetting::SettingException);
+    text->initialize(ISetting::binaryType);
+    text->getBinaryLength(&length);
     EXPECT_EQ(0u, length);
 }
 
@@ -228,49 +187,35 @@ TEST_F(FlaggedSetting, ASizeNoAllocatorCanGiveLeavesTheBufferAndReportsItsLength
     EXPECT_EQ(0, std::memcmp(kept, "abc", 3));
 }
 
-TEST_F(FlaggedSetting, EverySuccessfulSetRaisesTheFlagEvenForAnEqualValue) {
+TEST_F(FlaggedSetting, EverySuccessfulSetAndWritableBinaryAccessRaisesTheFlag) {
     d_setting->initialize(ISetting::int64Type);
     EXPECT_FALSE(raised());
-    d_setting->setValue(int64_t{4});
-    EXPECT_TRUE(raised());
-    d_setting->setValue(int64_t{4});
-    EXPECT_TRUE(raised());
+    for (int round = 0; round < 2; ++round) {  // the second time with an equal value
+        d_setting->setValue(int64_t{4});
+        EXPECT_TRUE(raised());
+    }
     d_setting->initialize(ISetting::stringType);
     d_setting->setValue(std::string());
     EXPECT_TRUE(raised());
     d_setting->initialize(ISetting::unicodeString);
     d_setting->setValue(std::wstring());
     EXPECT_TRUE(raised());
-}
-
-TEST_F(FlaggedSetting, InitializeAndReadsRaiseNothing) {
-    d_setting->initialize(ISetting::doubleType);
-    double value = 0;
-    d_setting->getValue(&value);
-    d_setting->initialize(ISetting::binaryType);
-    const unsigned char* buffer = nullptr;
-    size_t length = 0;
-    d_setting->getLockedBinaryBuffer(&buffer, &length);
-    d_setting->getBinaryLength(&length);
-    EXPECT_TRUE(d_setting->equals(static_pointer_cast<const ISetting>(d_setting)));
-    EXPECT_FALSE(raised());
-}
-
-TEST_F(FlaggedSetting, WritableBinaryAccessAndResizingRaiseTheFlag) {
     d_setting->initialize(ISetting::binaryType);
     unsigned char* buffer = nullptr;
     size_t length = 0;
     d_setting->getBinaryBuffer(&buffer, &length);
     EXPECT_TRUE(raised());
-    length = 4;
-    d_setting->resizeBinaryBuffer(&length);
-    EXPECT_TRUE(raised());
-    length = 0;
-    d_setting->resizeBinaryBuffer(&length);
-    EXPECT_TRUE(raised());
+    for (size_t wanted : {4u, 0u}) {
+        length = wanted;
+        d_setting->resizeBinaryBuffer(&length);
+        EXPECT_TRUE(raised());
+    }
 }
 
-TEST_F(FlaggedSetting, FailedOperationsRaiseNothing) {
+TEST_F(FlaggedSetting, InitializeReadsAndFailedOperationsRaiseNothing) {
+    d_setting->initialize(ISetting::doubleType);
+    double value = 0;
+    d_setting->getValue(&value);
     d_setting->initialize(ISetting::uint16Type);
     EXPECT_THROW(d_setting->setValue(true), ISetting::SettingException);
     EXPECT_THROW(d_setting->setValue(std::string("x")), ISetting::SettingException);
@@ -281,6 +226,10 @@ TEST_F(FlaggedSetting, FailedOperationsRaiseNothing) {
     EXPECT_THROW(d_setting->resizeBinaryBuffer(&length), ISetting::SettingException);
     d_setting->initialize(ISetting::binaryType);
     EXPECT_THROW(d_setting->getBinaryBuffer(nullptr, &length), ISetting::SettingException);
+    const unsigned char* locked = nullptr;
+    d_setting->getLockedBinaryBuffer(&locked, &length);
+    d_setting->getBinaryLength(&length);
+    EXPECT_TRUE(d_setting->equals(static_pointer_cast<const ISetting>(d_setting)));
     EXPECT_FALSE(raised());
 }
 
@@ -304,73 +253,67 @@ TEST(SettingWithUnknownType, RefusesEveryAccessorAndEqualsNothing) {
     EXPECT_FALSE(setting->equals(const_pointer_cast<const ISetting>(twin)));
 }
 
-bool equal(const AutoRefCounted<ISetting>& left, const AutoRefCounted<ISetting>& right) {
-    return left->equals(const_pointer_cast<const ISetting>(right));
+AutoRefCounted<ISetting> f32(float value) {
+    return makeSetting(ISetting::floatType, value);
+}
+AutoRefCounted<ISetting> f64(double value) {
+    return makeSetting(ISetting::doubleType, value);
+}
+AutoRefCounted<ISetting> str(const std::string& value) {
+    return makeSetting(ISetting::stringType, value);
+}
+AutoRefCounted<ISetting> wide(const std::wstring& value) {
+    return makeSetting(ISetting::unicodeString, value);
 }
 
-TEST(SettingEquality, NaNEqualsNothingNotEvenItself) {
-    const AutoRefCounted<ISetting> floatNaN =
-        makeSetting(ISetting::floatType, std::numeric_limits<float>::quiet_NaN());
-    const AutoRefCounted<ISetting> doubleNaN =
-        makeSetting(ISetting::doubleType, std::numeric_limits<double>::quiet_NaN());
-    EXPECT_FALSE(equal(floatNaN, floatNaN));
-    EXPECT_FALSE(equal(doubleNaN, doubleNaN));
-}
-
-TEST(SettingEquality, PositiveAndNegativeZeroAreEqual) {
-    EXPECT_TRUE(
-        equal(makeSetting(ISetting::floatType, 0.0f), makeSetting(ISetting::floatType, -0.0f)));
-    EXPECT_TRUE(
-        equal(makeSetting(ISetting::doubleType, -0.0), makeSetting(ISetting::doubleType, 0.0)));
-    EXPECT_FALSE(equal(makeSetting(ISetting::doubleType, 1.0),
-                       makeSetting(ISetting::doubleType, std::nextafter(1.0, 2.0))));
-}
-
-TEST(SettingEquality, DifferentTypesAreUnequalWhateverTheValue) {
-    EXPECT_FALSE(equal(makeSetting(ISetting::int32Type, int32_t{1}),
-                       makeSetting(ISetting::uint32Type, uint32_t{1})));
-    EXPECT_FALSE(equal(makeSetting(ISetting::stringType, std::string()), makeBinarySetting({})));
-    EXPECT_TRUE(equal(makeSetting(ISetting::int32Type, int32_t{1}),
-                      makeSetting(ISetting::int32Type, int32_t{1})));
-}
-
-TEST(SettingEquality, OnlyTheStoreOfTheTypeIsCompared) {
-    const AutoRefCounted<ISetting> left = makeSetting(ISetting::stringType, std::string("a"));
-    const AutoRefCounted<ISetting> right = makeSetting(ISetting::stringType, std::string("b"));
-    left->initialize(ISetting::boolType);
-    right->initialize(ISetting::boolType);
-    EXPECT_TRUE(equal(left, right));
-}
-
-TEST(SettingEquality, StringsCompareLengthAndCharacters) {
-    EXPECT_TRUE(equal(makeSetting(ISetting::stringType, std::string("ab\0c", 4)),
-                      makeSetting(ISetting::stringType, std::string("ab\0c", 4))));
-    EXPECT_FALSE(equal(makeSetting(ISetting::stringType, std::string("ab\0c", 4)),
-                       makeSetting(ISetting::stringType, std::string("ab"))));
-    EXPECT_FALSE(equal(makeSetting(ISetting::unicodeString, std::wstring(L"ab")),
-                       makeSetting(ISetting::unicodeString, std::wstring(L"aB"))));
-}
-
-TEST(SettingEquality, TheOtherSettingIsReadThroughItsInterfaceOnly) {
+TEST(SettingEquality, ComparesTheTypeAndTheStoreOfTheTypeOnly) {
     using testsupport::foreign;
-    EXPECT_TRUE(equal(makeSetting(ISetting::int16Type, int16_t{-2}),
-                      foreign(makeSetting(ISetting::int16Type, int16_t{-2}))));
-    EXPECT_FALSE(equal(makeSetting(ISetting::int16Type, int16_t{-2}),
-                       foreign(makeSetting(ISetting::uint16Type, uint16_t{0xFFFE}))));
-    EXPECT_TRUE(equal(makeSetting(ISetting::stringType, std::string("s")),
-                      foreign(makeSetting(ISetting::stringType, std::string("s")))));
-    EXPECT_TRUE(equal(makeBinarySetting({4, 5}), foreign(makeBinarySetting({4, 5}))));
-    EXPECT_FALSE(equal(makeBinarySetting({4, 5}), foreign(makeBinarySetting({4, 6}))));
-    EXPECT_TRUE(equal(makeSetting(ISetting::doubleType, 0.0),
-                      foreign(makeSetting(ISetting::doubleType, -0.0))));
-}
-
-TEST(SettingEquality, BuffersCompareLengthAndBytes) {
-    EXPECT_TRUE(equal(makeBinarySetting({}), makeBinarySetting({})));
-    EXPECT_TRUE(equal(makeBinarySetting({1, 2, 3}), makeBinarySetting({1, 2, 3})));
-    EXPECT_FALSE(equal(makeBinarySetting({1, 2, 3}), makeBinarySetting({1, 2, 4})));
-    EXPECT_FALSE(equal(makeBinarySetting({1, 2}), makeBinarySetting({1, 2, 3})));
-    EXPECT_FALSE(equal(makeBinarySetting({}), makeBinarySetting({0})));
+    const auto floatNaN = f32(std::numeric_limits<float>::quiet_NaN());
+    const auto doubleNaN = f64(std::numeric_limits<double>::quiet_NaN());
+    const auto boolFromA = str("a");
+    const auto boolFromB = str("b");
+    boolFromA->initialize(ISetting::boolType);
+    boolFromB->initialize(ISetting::boolType);
+    const auto i16 = [](int16_t value) { return makeSetting(ISetting::int16Type, value); };
+    const auto bin = makeBinarySetting;
+    const std::string nul("ab\0c", 4);
+    struct Case {
+        const char* name;
+        AutoRefCounted<ISetting> left;
+        AutoRefCounted<ISetting> right;
+        bool equal;
+    };
+    const std::vector<Case> cases{
+        {"float NaN with itself", floatNaN, floatNaN, false},
+        {"double NaN with itself", doubleNaN, doubleNaN, false},
+        {"float +0/-0", f32(0.0f), f32(-0.0f), true},
+        {"double -0/+0", f64(-0.0), f64(0.0), true},
+        {"neighbouring doubles", f64(1.0), f64(std::nextafter(1.0, 2.0)), false},
+        {"int16 and uint16", i16(1), makeSetting(ISetting::uint16Type, uint16_t{1}), false},
+        {"empty string and empty buffer", str(""), bin({}), false},
+        {"equal int16", i16(1), i16(1), true},
+        {"stores of other types", boolFromA, boolFromB, true},
+        {"strings with NUL", str(nul), str(nul), true},
+        {"string and its prefix", str(nul), str("ab"), false},
+        {"wide strings", wide(L"ab"), wide(L"aB"), false},
+        {"empty buffers", bin({}), bin({}), true},
+        {"equal buffers", bin({1, 2, 3}), bin({1, 2, 3}), true},
+        {"buffers differing in a byte", bin({1, 2, 3}), bin({1, 2, 4}), false},
+        {"buffers of two lengths", bin({1, 2}), bin({1, 2, 3}), false},
+        {"empty and zero byte", bin({}), bin({0}), false},
+        // The other setting is read through its interface only.
+        {"foreign int16", i16(-2), foreign(i16(-2)), true},
+        {"foreign uint16", i16(-2), foreign(makeSetting(ISetting::uint16Type, uint16_t{0xFFFE})),
+         false},
+        {"foreign string", str("s"), foreign(str("s")), true},
+        {"foreign buffer", bin({4, 5}), foreign(bin({4, 5})), true},
+        {"foreign other buffer", bin({4, 5}), foreign(bin({4, 6})), false},
+        {"foreign -0", f64(0.0), foreign(f64(-0.0)), true},
+    };
+    for (const Case& test : cases) {
+        EXPECT_EQ(test.equal, test.left->equals(const_pointer_cast<const ISetting>(test.right)))
+            << test.name;
+    }
 }
 
 }  // namespace
