@@ -14,6 +14,8 @@
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
+#include "ForeignSetting.h"
+
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
 
@@ -56,69 +58,24 @@ class FailingSet : public BinaryConfigurationSet {
     mutable uint32_t countDuringCall = 0;
 };
 
-// An ISetting the library did not make.
-class ForeignSetting : public RefCounted<ISetting> {
-  public:
-    void initialize(Type) override {}
-    Type getType() const override { return boolType; }
-    void getValue(bool*) const override {}
-    void setValue(bool) override {}
-    void getValue(unsigned char*) const override {}
-    void setValue(unsigned char) override {}
-    void getValue(uint16_t*) const override {}
-    void setValue(uint16_t) override {}
-    void getValue(uint32_t*) const override {}
-    void setValue(uint32_t) override {}
-    void getValue(uint64_t*) const override {}
-    void setValue(uint64_t) override {}
-    void getValue(signed char*) const override {}
-    void setValue(signed char) override {}
-    void getValue(int16_t*) const override {}
-    void setValue(int16_t) override {}
-    void getValue(int32_t*) const override {}
-    void setValue(int32_t) override {}
-    void getValue(int64_t*) const override {}
-    void setValue(int64_t) override {}
-    void getValue(float*) const override {}
-    void setValue(float) override {}
-    void getValue(double*) const override {}
-    void setValue(double) override {}
-    void getValue(const std::string**) const override {}
-    void setValue(const std::string&) override {}
-    void getValue(const std::wstring**) const override {}
-    void setValue(const std::wstring&) override {}
-    void getLockedBinaryBuffer(const unsigned char**, size_t*) const override {}
-    void getBinaryBuffer(unsigned char**, size_t*) override {}
-    void getBinaryLength(size_t*) const override {}
-    void resizeBinaryBuffer(size_t*) override {}
-    bool equals(AutoRefCounted<const ISetting>) const override { return false; }
-};
-
 // A setting whose accessors fail with exceptions that are not the setting's own.
-class ThrowingSetting : public ForeignSetting {
+class ThrowingSetting : public testsupport::ForeignSetting {
   public:
+    ThrowingSetting() : ForeignSetting(AutoRefCounted<ISetting>(new Setting())) {}
     void getValue(uint32_t*) const override { throw std::runtime_error("disk on fire"); }
     void resizeBinaryBuffer(size_t*) override { throw std::bad_alloc(); }
 };
 
 }  // namespace
 
-TEST(ConfigurationAPICounts, CreatedObjectsCarryExactlyTheCallersReference) {
+TEST(ConfigurationAPICounts, CreatedObjectsCarryTheCallersReferenceAndCallsBalanceTheCount) {
     void* set = nullptr;
     void* setting = nullptr;
-    ASSERT_EQ(0u, ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &set));
+    ASSERT_EQ(0u,
+              ConfigurationSetFactory_createConfigurationSet(u("BinaryConfigurationSet"), &set));
     ASSERT_EQ(0u, ConfigurationSetFactory_createSetting(&setting));
     EXPECT_EQ(1u, setCountOf(set));
     EXPECT_EQ(1u, countOf(setting));
-    EXPECT_EQ(0u, Setting_releaseInstance(setting));
-    EXPECT_EQ(0u, ConfigurationSet_releaseInstance(set));
-}
-
-TEST(ConfigurationAPICounts, InsertRetrieveAndReleaseBalanceTheSettingsCount) {
-    void* set = nullptr;
-    void* setting = nullptr;
-    ConfigurationSetFactory_createConfigurationSet(u("BinaryConfigurationSet"), &set);
-    ConfigurationSetFactory_createSetting(&setting);
 
     ASSERT_EQ(0u, ConfigurationSet_insertSetting(set, u("a"), setting));
     EXPECT_EQ(2u, countOf(setting));  // the caller's and the set's
@@ -174,7 +131,8 @@ TEST(ConfigurationAPIUntranslated, ASetFunctionReportsOtherFailuresAsSerializati
 TEST(ConfigurationAPIUntranslated, InsertingASettingTheLibraryDidNotMakeFailsWithoutChange) {
     void* set = nullptr;
     ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &set);
-    AutoRefCounted<ISetting> foreign(new ForeignSetting());
+    AutoRefCounted<ISetting> foreign(
+        new testsupport::ForeignSetting(AutoRefCounted<ISetting>(new Setting())));
     EXPECT_EQ(5u, ConfigurationSet_insertSetting(set, u("a"), foreign.operator->()));
     EXPECT_NE(std::string::npos, lastError().find("ConfigurationSet_insertSetting: "));
     uint32_t count = 9;
@@ -192,10 +150,8 @@ TEST(ConfigurationAPIUntranslated, ASettingFunctionReportsOtherFailuresAsBadArgu
     EXPECT_EQ(3u, value);
     EXPECT_EQ("Setting_getUINT32: disk on fire", lastError());
     EXPECT_EQ(1u, countOf(setting.operator->()));
-}
 
-TEST(ConfigurationAPIUntranslated, AResizeWithoutMemoryIsABadArgumentAndReportsNoLength) {
-    AutoRefCounted<ISetting> setting(new ThrowingSetting());
+    // Out of memory in a resize reports no length.
     setting->initialize(ISetting::binaryType);
     uint32_t length = 1000;
     EXPECT_EQ(1u, Setting_resizeBinaryBuffer(setting.operator->(), &length));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <ios>
 #include <string>
@@ -39,48 +40,69 @@ void expectHoldsOnlyPAndQ(IConfigurationSet& set, const ISetting* p, const ISett
     EXPECT_EQ("old", stringAt(set, "q"));
 }
 
+// Reads the document into a set holding p and q, expects the read to fail (with the stream's
+// exception or with serializationFailureException) and the set to be left unchanged.
+void expectFailedReadLeavesPAndQ(const std::string& document, bool streamFailure) {
+    AutoRefCounted<IConfigurationSet> set = setHoldingPAndQ();
+    const AutoRefCounted<ISetting> p = set->retrieveSetting("p");
+    const AutoRefCounted<ISetting> q = set->retrieveSetting("q");
+    if (streamFailure) {
+        EXPECT_THROW(unserialize(*set, document), std::ios_base::failure);
+    } else {
+        EXPECT_EQ(IConfigurationSet::serializationFailureException, failureOf(*set, document));
+    }
+    expectHoldsOnlyPAndQ(*set, p.operator->(), q.operator->());
+}
+
 }  // namespace
 
-TEST(XMLReader, RootLevelSettingsGetALeadingSlashAndBranchSettingsDoNot) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, documentWith("<a><b>" + settingElement("c", "int32", "5") + "</b></a>" +
-                                   settingElement("x", "bool", "true")));
-    EXPECT_EQ((std::vector<std::string>{"/x", "a/b/c"}), pathsOf(*set));
-    EXPECT_EQ(5, valueAt<int32_t>(*set, "a/b/c"));
-    EXPECT_TRUE(valueAt<bool>(*set, "/x"));
-}
-
-TEST(XMLReader, ConfigurationElementsAddNothingToThePathAtAnyDepth) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, documentWith("<configuration>" + settingElement("x", "int32", "1") +
-                                   "</configuration><a><configuration>" +
-                                   settingElement("y", "int32", "2") + "</configuration></a>"));
-    EXPECT_EQ((std::vector<std::string>{"/x", "a/y"}), pathsOf(*set));
-}
-
-TEST(XMLReader, ARootOfAnotherNameIsABranchAndARootNamedSettingIsOneSetting) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, "<other>" + settingElement("x", "int32", "1") + "</other>");
-    EXPECT_EQ((std::vector<std::string>{"other/x"}), pathsOf(*set));
-    unserialize(*set, settingElement("y", "int32", "2"));
-    EXPECT_EQ((std::vector<std::string>{"/y", "other/x"}), pathsOf(*set));
-}
-
-TEST(XMLReader, SiblingsAfterABranchSeeTheSameBranchPath) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, documentWith("<a><b>" + settingElement("x", "int32", "1") + "</b>" +
-                                   settingElement("y", "int32", "2") + "<c>" +
-                                   settingElement("z", "int32", "3") + "</c></a>" +
-                                   settingElement("w", "int32", "4")));
-    EXPECT_EQ((std::vector<std::string>{"/w", "a/b/x", "a/c/z", "a/y"}), pathsOf(*set));
-}
-
-TEST(XMLReader, TheLaterOfTwoSettingsWithTheSameKeyWins) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(
-        *set, documentWith(settingElement("x", "int32", "1") + settingElement("x", "int32", "2")));
-    EXPECT_EQ(2, valueAt<int32_t>(*set, "/x"));
-    EXPECT_EQ(1u, set->getSettingCount());
+// Each case: a document and the paths it gives, with the int32 value read at the first path.
+TEST(XMLReader, KeysFollowTheElementsAroundEachSetting) {
+    const std::string one = settingElement("x", "int32", "1");
+    const std::string two = settingElement("y", "int32", "2");
+    struct Case {
+        std::string document;
+        std::vector<std::string> paths;
+        int32_t first;
+    };
+    const std::vector<Case> cases = {
+        // Root-level settings get a leading slash, branch settings do not.
+        {documentWith("<a><b>" + settingElement("c", "int32", "5") + "</b></a>" +
+                      settingElement("x", "bool", "true")),
+         {"a/b/c", "/x"},
+         5},
+        // "configuration" elements add nothing to the path at any depth.
+        {documentWith("<configuration>" + one + "</configuration><a><configuration>" + two +
+                      "</configuration></a>"),
+         {"/x", "a/y"},
+         1},
+        // A root of another name is a branch; a root named "setting" is one setting.
+        {"<other>" + one + "</other>", {"other/x"}, 1},
+        {two, {"/y"}, 2},
+        // Siblings after a branch see the same branch path.
+        {documentWith("<a><b>" + one + "</b>" + two + "<c>" + settingElement("z", "int32", "3") +
+                      "</c></a>" + settingElement("w", "int32", "4")),
+         {"a/b/x", "/w", "a/c/z", "a/y"},
+         1},
+        // The later of two settings with the same key wins.
+        {documentWith(one + settingElement("x", "int32", "2")), {"/x"}, 2},
+        // Other attributes and non-element children are ignored; the first text child is the
+        // value.
+        {documentWith("text<?pi data?><!-- c --><a extra=\"1\">more text" +
+                      std::string("<setting id=\"7\" name=\"x\" type=\"int32\">") +
+                      "<b/>5<!-- c -->6</setting></a>"),
+         {"a/x"},
+         5},
+    };
+    for (const Case& readCase : cases) {
+        SCOPED_TRACE(readCase.document);
+        AutoRefCounted<IConfigurationSet> set = newXmlSet();
+        unserialize(*set, readCase.document);
+        std::vector<std::string> sorted = readCase.paths;
+        std::sort(sorted.begin(), sorted.end());
+        EXPECT_EQ(sorted, pathsOf(*set));
+        EXPECT_EQ(readCase.first, valueAt<int32_t>(*set, readCase.paths.front()));
+    }
 }
 
 TEST(XMLReader, ReadingMergesReplacingNamedSettingsByNewObjectsAndKeepingTheOthers) {
@@ -101,10 +123,16 @@ TEST(XMLReader, ReadingMergesReplacingNamedSettingsByNewObjectsAndKeepingTheOthe
     EXPECT_FALSE(set->checkModified());
 }
 
-TEST(XMLReader, SettingsReadShareTheSetsModifiedFlag) {
+TEST(XMLReader, SettingsReadShareTheSetsModifiedFlagAndAFailedReadThatBuiltOneLeavesItRaised) {
     AutoRefCounted<IConfigurationSet> set = readOne("int32", "1");
     EXPECT_FALSE(set->checkModified());
     set->retrieveSetting("/v")->setValue(int32_t(2));
+    EXPECT_TRUE(set->checkModified());
+
+    set->checkModified();
+    EXPECT_EQ(IConfigurationSet::serializationFailureException,
+              failureOf(*set, documentWith(settingElement("a", "int32", "1") +
+                                           settingElement("b", "nothing", "1"))));
     EXPECT_TRUE(set->checkModified());
 }
 
@@ -117,14 +145,12 @@ TEST(XMLReader, AnEmptyConfigurationMergesNothingAndClearsTheModifiedFlag) {
     EXPECT_FALSE(set->checkModified());
 }
 
-TEST(XMLReader, NarrowIntegersKeepTheLowBitsOfA32BitNumber) {
+TEST(XMLReader, ValueTextsAreReadByTheWideStreamsRules) {
+    // Narrow integers keep the low bits of a 32-bit number.
     EXPECT_EQ(44, valueAt<unsigned char>(*readOne("uchar", "300"), "/v"));
     EXPECT_EQ(-56, valueAt<signed char>(*readOne("char", "200"), "/v"));
     EXPECT_EQ(4464, valueAt<uint16_t>(*readOne("uint16", "70000"), "/v"));
     EXPECT_EQ(-1, valueAt<int16_t>(*readOne("int16", "65535"), "/v"));
-}
-
-TEST(XMLReader, NumbersFollowTheWideStreamsRules) {
     EXPECT_EQ(4294967295u, valueAt<uint32_t>(*readOne("uint32", "-1"), "/v"));
     EXPECT_EQ(42, valueAt<int32_t>(*readOne("int32", "  42  "), "/v"));
     EXPECT_EQ(42, valueAt<int32_t>(*readOne("int32", "42abc"), "/v"));
@@ -133,10 +159,18 @@ TEST(XMLReader, NumbersFollowTheWideStreamsRules) {
               valueAt<int64_t>(*readOne("int64", "-9223372036854775808"), "/v"));
     EXPECT_EQ(0.5, valueAt<double>(*readOne("double", "5e-1"), "/v"));
     EXPECT_EQ(0.1f, valueAt<float>(*readOne("float", "0.1"), "/v"));
+    EXPECT_TRUE(valueAt<bool>(*readOne("bool", "true"), "/v"));
+    EXPECT_FALSE(valueAt<bool>(*readOne("bool", "false"), "/v"));
+    // A value split by a comment is cut at the comment.
+    EXPECT_EQ("ab", stringAt(*readOne("string", "ab<!-- note -->cd"), "/v"));
+    EXPECT_EQ(12, valueAt<int32_t>(*readOne("int32", "12<!-- note -->34"), "/v"));
+    // Escapes and character references are read as their characters.
+    EXPECT_EQ("a<b&c>", stringAt(*readOne("string", "a&lt;b&amp;c&gt;"), "/v"));
+    EXPECT_EQ(L"A\U0001F600", wideStringAt(*readOne("unicodeString", "&#65;&#x1F600;"), "/v"));
 }
 
 TEST(XMLReader, TextTheStreamCannotReadFailsWithTheStreamsExceptionAndChangesNothing) {
-    for (const auto& typeAndText :
+    for (const auto& [type, text] :
          std::vector<std::pair<std::string, std::string>>{{"int32", "4294967296"},
                                                           {"int32", "abc"},
                                                           {"int32", " "},
@@ -145,51 +179,30 @@ TEST(XMLReader, TextTheStreamCannotReadFailsWithTheStreamsExceptionAndChangesNot
                                                           {"bool", "TRUE"},
                                                           {"double", "inf"},
                                                           {"double", "nan"}}) {
-        AutoRefCounted<IConfigurationSet> set = setHoldingPAndQ();
-        const AutoRefCounted<ISetting> p = set->retrieveSetting("p");
-        const AutoRefCounted<ISetting> q = set->retrieveSetting("q");
-        EXPECT_THROW(unserialize(*set, documentWith(settingElement("q", "string", "new") +
-                                                    settingElement("v", typeAndText.first,
-                                                                   typeAndText.second))),
-                     std::ios_base::failure)
-            << typeAndText.first << " " << typeAndText.second;
-        expectHoldsOnlyPAndQ(*set, p.operator->(), q.operator->());
+        SCOPED_TRACE(type + " " + text);
+        expectFailedReadLeavesPAndQ(
+            documentWith(settingElement("q", "string", "new") + settingElement("v", type, text)),
+            true);
     }
 }
 
-TEST(XMLReader, BooleansAreReadByName) {
-    EXPECT_TRUE(valueAt<bool>(*readOne("bool", "true"), "/v"));
-    EXPECT_FALSE(valueAt<bool>(*readOne("bool", "false"), "/v"));
-}
-
-TEST(XMLReader, AValueSplitByACommentIsCutAtTheComment) {
-    EXPECT_EQ("ab", stringAt(*readOne("string", "ab<!-- note -->cd"), "/v"));
-    EXPECT_EQ(12, valueAt<int32_t>(*readOne("int32", "12<!-- note -->34"), "/v"));
-}
-
-TEST(XMLReader, EscapedCharactersAndCharacterReferencesAreReadAsTheirCharacters) {
-    EXPECT_EQ("a<b&c>", stringAt(*readOne("string", "a&lt;b&amp;c&gt;"), "/v"));
-    EXPECT_EQ(L"A\U0001F600", wideStringAt(*readOne("unicodeString", "&#65;&#x1F600;"), "/v"));
-}
-
-TEST(XMLReader, ACharacterOutsideTheBasicPlaneIsOneWideCharacter) {
+TEST(XMLReader, ACharacterOutsideTheBasicPlaneIsOneWideCharacterAndLongTextIsReadWhole) {
     const std::wstring value =
         wideStringAt(*readOne("unicodeString", "a\xf0\x9f\x98\x80z\xc3\xa9"), "/v");
     EXPECT_EQ(std::wstring(L"a\U0001F600z\u00e9"), value);
     EXPECT_EQ(4u, value.size());
-}
 
-TEST(XMLReader, ALongWideStringIsReadWhole) {
+    // A long one is read whole.
     std::string text;
     for (int index = 0; index < 50000; ++index) {
         text +=
             "\xf0\x9f\x98\x80"
             "b";
     }
-    const std::wstring value = wideStringAt(*readOne("unicodeString", text), "/v");
-    ASSERT_EQ(100000u, value.size());
-    EXPECT_EQ(L'\U0001F600', value[99998]);
-    EXPECT_EQ(L'b', value[99999]);
+    const std::wstring longValue = wideStringAt(*readOne("unicodeString", text), "/v");
+    ASSERT_EQ(100000u, longValue.size());
+    EXPECT_EQ(L'\U0001F600', longValue[99998]);
+    EXPECT_EQ(L'b', longValue[99999]);
 }
 
 TEST(XMLReader, Base64MayBeBrokenByAnyWhitespace) {
@@ -197,11 +210,8 @@ TEST(XMLReader, Base64MayBeBrokenByAnyWhitespace) {
     const unsigned char* bytes = nullptr;
     size_t length = 0;
     set->retrieveLockedSetting("/v")->getLockedBinaryBuffer(&bytes, &length);
-    ASSERT_EQ(4u, length);
-    EXPECT_EQ(0x00, bytes[0]);
-    EXPECT_EQ(0x01, bytes[1]);
-    EXPECT_EQ(0x02, bytes[2]);
-    EXPECT_EQ(0xff, bytes[3]);
+    EXPECT_EQ((std::vector<unsigned char>{0x00, 0x01, 0x02, 0xff}),
+              std::vector<unsigned char>(bytes, bytes + length));
 }
 
 // Every document of this table fails with serializationFailureException, and the setting it
@@ -228,36 +238,10 @@ TEST(XMLReader, DocumentsThatDoNotFitTheFormatFailAndLeaveTheSetUnchanged) {
          documentWith(before + "<setting name=\"v\" type=\"binary\"/>")},
         {"two root elements", documentWith(before) + "<configuration/>"},
     };
-    for (const auto& namedCase : cases) {
-        AutoRefCounted<IConfigurationSet> set = setHoldingPAndQ();
-        const AutoRefCounted<ISetting> p = set->retrieveSetting("p");
-        const AutoRefCounted<ISetting> q = set->retrieveSetting("q");
-        EXPECT_EQ(IConfigurationSet::serializationFailureException,
-                  failureOf(*set, namedCase.second))
-            << namedCase.first;
-        expectHoldsOnlyPAndQ(*set, p.operator->(), q.operator->());
+    for (const auto& [name, document] : cases) {
+        SCOPED_TRACE(name);
+        expectFailedReadLeavesPAndQ(document, false);
     }
-}
-
-TEST(XMLReader, ZeroBytesFail) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    EXPECT_EQ(IConfigurationSet::serializationFailureException, failureOf(*set, ""));
     EXPECT_THROW(set->unserialize(nullptr, 0), IConfigurationSet::ConfigurationSetException);
-}
-
-TEST(XMLReader, OtherAttributesAndNonElementChildrenAreIgnored) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, documentWith("text<?pi data?><!-- c --><a extra=\"1\">more text" +
-                                   std::string("<setting id=\"7\" name=\"x\" type=\"int32\">") +
-                                   "<b/>5<!-- c -->6</setting></a>"));
-    EXPECT_EQ((std::vector<std::string>{"a/x"}), pathsOf(*set));
-    EXPECT_EQ(5, valueAt<int32_t>(*set, "a/x"));
-}
-
-TEST(XMLReader, AFailedReadLeavesTheFlagRaisedWhenItBuiltASetting) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    EXPECT_EQ(IConfigurationSet::serializationFailureException,
-              failureOf(*set, documentWith(settingElement("a", "int32", "1") +
-                                           settingElement("b", "nothing", "1"))));
-    EXPECT_TRUE(set->checkModified());
 }

@@ -31,6 +31,8 @@ inline AutoRefCounted<IConfigurationSet> newXmlSet() {
 
 using testsupport::makeBinarySetting;
 using testsupport::makeSetting;
+using testsupport::pathsOf;
+using testsupport::setsEqual;
 
 template <class T>
 void put(IConfigurationSet& set, const std::string& path, ISetting::Type type, const T& value) {
@@ -39,18 +41,8 @@ void put(IConfigurationSet& set, const std::string& path, ISetting::Type type, c
 
 // The whole document, asked for as callers do: a length query, then a buffer of that length.
 inline std::string serialized(IConfigurationSet& set) {
-    size_t length = 0;
-    try {
-        set.serialize(nullptr, 0, &length);
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        if (exception != IConfigurationSet::outBufferTooSmallException) {
-            throw;
-        }
-    }
-    std::string document(length, '\0');
-    set.serialize(reinterpret_cast<unsigned char*>(&document[0]), document.size(), &length);
-    document.resize(length);
-    return document;
+    const std::vector<unsigned char> bytes = testsupport::serializedForm(set);
+    return std::string(bytes.begin(), bytes.end());
 }
 
 inline void unserialize(IConfigurationSet& set, const std::string& document) {
@@ -61,13 +53,10 @@ inline void unserialize(IConfigurationSet& set, const std::string& document) {
 // read.
 inline IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
                                                               const std::string& document) {
-    try {
-        unserialize(set, document);
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        return exception;
-    }
-    ADD_FAILURE() << "the document was read: " << document.substr(0, 200);
-    return IConfigurationSet::unsupportedException;
+    const auto failure = testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
+        [&] { unserialize(set, document); });
+    EXPECT_TRUE(failure.has_value()) << "the document was read: " << document.substr(0, 200);
+    return failure.value_or(IConfigurationSet::unsupportedException);
 }
 
 inline std::string settingElement(const std::string& name, const std::string& type,
@@ -99,22 +88,6 @@ inline std::wstring wideStringAt(IConfigurationSet& set, const std::string& path
     const std::wstring* value = nullptr;
     set.retrieveSetting(path)->getValue(&value);
     return *value;
-}
-
-inline bool equalSets(const IConfigurationSet& set,
-                      const AutoRefCounted<IConfigurationSet>& other) {
-    return set.equals(com::orvandel::const_pointer_cast<const IConfigurationSet>(other));
-}
-
-// Every path of the set, in order.
-inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
-    std::vector<std::string> paths;
-    std::string path;
-    for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
-        set.retrieveSettingByIndex(std::string(), index, path);
-        paths.push_back(path);
-    }
-    return paths;
 }
 
 // A file in /tmp holding the given content, removed at the end of the test.

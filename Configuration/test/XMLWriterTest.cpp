@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <xercesc/dom/DOMException.hpp>
 
@@ -51,36 +53,6 @@ TEST(XMLWriter, BranchSegmentsBecomeNestedElementsAndRootLevelSettingsFollowInPa
               serialized(*set));
 }
 
-TEST(XMLWriter, SettingsUnderACommonBranchShareItsElement) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/b/c/x", ISetting::int32Type, int32_t(1));
-    put(*set, "a/c/y", ISetting::int32Type, int32_t(2));
-    EXPECT_EQ(
-        documentWith("\n  <a>\n    <b>\n      <c>\n        " + settingElement("x", "int32", "1") +
-                     "\n      </c>\n    </b>\n    <c>\n      " + settingElement("y", "int32", "2") +
-                     "\n    </c>\n  </a>\n"),
-        serialized(*set));
-}
-
-TEST(XMLWriter, PathsWithAndWithoutALeadingSlashAreBothRootLevelSlashFirst) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "x", ISetting::int32Type, int32_t(1));
-    put(*set, "/x", ISetting::int32Type, int32_t(2));
-    EXPECT_EQ(documentWith("\n  " + settingElement("x", "int32", "2") + "\n\n  " +
-                           settingElement("x", "int32", "1") + "\n"),
-              serialized(*set));
-}
-
-TEST(XMLWriter, AnEmptySegmentJustBeforeTheNameIsSkippedAndATrailingSlashGivesAnEmptyName) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a//b", ISetting::int32Type, int32_t(1));
-    put(*set, "c/", ISetting::int32Type, int32_t(2));
-    EXPECT_EQ(
-        documentWith("\n  <a>\n    " + settingElement("b", "int32", "1") +
-                     "\n  </a>\n\n  <c>\n    " + settingElement("", "int32", "2") + "\n  </c>\n"),
-        serialized(*set));
-}
-
 TEST(XMLWriter, NumbersAreDecimalAndFloatingPointValuesShowTheirExactBinaryValue) {
     EXPECT_EQ("1.50000000000000000000000000000000000000000000000000000e+00",
               valueText(ISetting::doubleType, "double", 1.5));
@@ -106,81 +78,105 @@ TEST(XMLWriter, NumbersAreDecimalAndFloatingPointValuesShowTheirExactBinaryValue
     EXPECT_EQ("false", valueText(ISetting::boolType, "bool", false));
 }
 
-TEST(XMLWriter, StringsAreEscapedByTheSerializer) {
+// Each case: settings (int32 values) and the children of the root they must be written as. A
+// parent's child element is reused only when it is the one element child with that tag name
+// (setting elements count under the name "setting"); otherwise a new element is made, and so is
+// every deeper segment of that path.
+TEST(XMLWriter, BranchElementsAreSharedSplitAndSkippedByTheWalksRules) {
+    const std::string newBranch = "\n    <setting>\n      <b>\n        ";
+    const std::string branchEnd = "\n      </b>\n    </setting>";
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"a/b/c/x", "a/c/y"},
+         "\n  <a>\n    <b>\n      <c>\n        " + settingElement("x", "int32", "0") +
+             "\n      </c>\n    </b>\n    <c>\n      " + settingElement("y", "int32", "1") +
+             "\n    </c>\n  </a>\n"},
+        {{"x", "/x"},
+         "\n  " + settingElement("x", "int32", "1") + "\n\n  " + settingElement("x", "int32", "0") +
+             "\n"},
+        {{"a//b", "c/"},
+         "\n  <a>\n    " + settingElement("b", "int32", "0") + "\n  </a>\n\n  <c>\n    " +
+             settingElement("", "int32", "1") + "\n  </c>\n"},
+        {{"a/setting", "a/setting/x"},
+         "\n  <a>\n    <setting name=\"setting\" type=\"int32\">0" + std::string("\n      ") +
+             settingElement("x", "int32", "1") + "\n    </setting>\n  </a>\n"},
+        {{"a/p", "a/q", "a/setting/b/x", "a/setting/b/y"},
+         "\n  <a>\n    " + settingElement("p", "int32", "0") + "\n    " +
+             settingElement("q", "int32", "1") + newBranch + settingElement("x", "int32", "2") +
+             branchEnd + newBranch + settingElement("y", "int32", "3") + branchEnd + "\n  </a>\n"},
+    };
+    for (const auto& [paths, children] : cases) {
+        SCOPED_TRACE(paths.front());
+        AutoRefCounted<IConfigurationSet> set = newXmlSet();
+        for (size_t index = 0; index < paths.size(); ++index) {
+            put(*set, paths[index], ISetting::int32Type, int32_t(index));
+        }
+        EXPECT_EQ(documentWith(children), serialized(*set));
+    }
+}
+
+TEST(XMLWriter, TextsAreEscapedBinaryIsBase64InLinesOfSixtyAndEmptyValuesHaveNoText) {
     EXPECT_EQ("a&lt;b&amp;c&gt;\"'",
               valueText(ISetting::stringType, "string", std::string("a<b&c>\"'")));
     EXPECT_EQ("wide", valueText(ISetting::unicodeString, "unicodeString", std::wstring(L"wide")));
-}
-
-TEST(XMLWriter, BinaryBuffersAreBase64EndingInALineFeedAndEmptyValuesHaveNoText) {
     EXPECT_EQ("AAEC/w==\n", rootSettingText("binary", makeBinarySetting({0x00, 0x01, 0x02, 0xff})));
     EXPECT_EQ("", rootSettingText("binary", makeBinarySetting({})));
     EXPECT_EQ("", valueText(ISetting::stringType, "string", std::string()));
     EXPECT_EQ("", valueText(ISetting::unicodeString, "unicodeString", std::wstring()));
-}
-
-TEST(XMLWriter, LongBinaryBuffersAreBrokenIntoLinesOfSixtyCharacters) {
     const std::string text =
         rootSettingText("binary", makeBinarySetting(std::vector<unsigned char>(100, 7)));
     EXPECT_EQ(60u, text.find('\n'));
     EXPECT_EQ('\n', text.back());
 }
 
-TEST(XMLWriter, AStringIsCutAtItsFirstNulOrAtTheFirstCharacterTheLocaleCannotConvert) {
-    ScopedLocale locale("C");
-    EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\0cd", 5)));
-    EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\xc3\xa9z")));
-    EXPECT_EQ("ab",
-              valueText(ISetting::unicodeString, "unicodeString", std::wstring(L"ab\u00e9z")));
-}
-
-TEST(XMLWriter, UnderUtf8NonAsciiTextIsWrittenAsUtf8) {
+TEST(XMLWriter, TextIsCutAtANulOrAnUnconvertibleCharacterAndIsUtf8UnderUtf8) {
+    {
+        ScopedLocale locale("C");
+        EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\0cd", 5)));
+        EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\xc3\xa9z")));
+        EXPECT_EQ("ab",
+                  valueText(ISetting::unicodeString, "unicodeString", std::wstring(L"ab\u00e9z")));
+    }
     ScopedLocale locale("C.UTF-8");
     ASSERT_TRUE(locale.available());
-    EXPECT_EQ("ab\xc3\xa9z\xf0\x9f\x98\x80", valueText(ISetting::stringType, "string",
-                                                       std::string("ab\xc3\xa9z\xf0\x9f\x98\x80")));
-    EXPECT_EQ("ab\xc3\xa9z\xf0\x9f\x98\x80", valueText(ISetting::unicodeString, "unicodeString",
-                                                       std::wstring(L"ab\u00e9z\U0001F600")));
+    const std::string utf8 = "ab\xc3\xa9z\xf0\x9f\x98\x80";
+    EXPECT_EQ(utf8, valueText(ISetting::stringType, "string", utf8));
+    EXPECT_EQ(utf8, valueText(ISetting::unicodeString, "unicodeString",
+                              std::wstring(L"ab\u00e9z\U0001F600")));
 }
 
-TEST(XMLWriter, SerializingTwiceWithoutAChangeGivesIdenticalBytes) {
+// The length query and a short buffer report the full length, copy nothing and keep the modified
+// flag; a buffer of that length receives the document and clears it; a second serialisation
+// gives identical bytes.
+TEST(XMLWriter, TheLengthProtocolCopiesOnlyIntoABufferOfTheFullLength) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/b", ISetting::doubleType, 3.25);
+    put(*set, "a/b", ISetting::int32Type, int32_t(5));
     put(*set, "a/c", ISetting::stringType, std::string("text"));
     set->insertSetting("d", makeBinarySetting({1, 2, 3}));
-    const std::string first = serialized(*set);
-    EXPECT_EQ(first, serialized(*set));
+    for (size_t available : {size_t(0), size_t(1)}) {
+        SCOPED_TRACE(available);
+        set->checkModified();
+        const std::string document = serialized(*set);
+        EXPECT_FALSE(set->checkModified());
+        EXPECT_EQ(0u, document.find(declaration()));
+        EXPECT_EQ("</configuration>\n", document.substr(document.size() - 17));
+        std::string buffer(document.size() - available, '#');
+        size_t length = 0;
+        try {
+            set->serialize(available == 0 ? nullptr : reinterpret_cast<unsigned char*>(&buffer[0]),
+                           available == 0 ? 0 : buffer.size(), &length);
+            FAIL() << "a short buffer was accepted";
+        } catch (IConfigurationSet::ConfigurationSetException exception) {
+            EXPECT_EQ(IConfigurationSet::outBufferTooSmallException, exception);
+        }
+        EXPECT_EQ(document.size(), length);
+        EXPECT_EQ(std::string(buffer.size(), '#'), buffer);
+        EXPECT_TRUE(set->checkModified()) << "a failed serialize keeps the modified flag";
+        EXPECT_EQ(document, serialized(*set));
+    }
 }
 
-// The search for a parent's branch element: a child is reused only when it is the one element
-// child with that tag name (setting elements count under the name "setting"); otherwise a new
-// element is made, and so is every deeper segment of that path.
-TEST(XMLWriter, AnOnlyChildOfTheSegmentsNameIsReusedEvenWhenItIsASettingElement) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/setting", ISetting::int32Type, int32_t(1));
-    put(*set, "a/setting/x", ISetting::int32Type, int32_t(2));
-    EXPECT_EQ(documentWith("\n  <a>\n    <setting name=\"setting\" type=\"int32\">1" +
-                           std::string("\n      ") + settingElement("x", "int32", "2") +
-                           "\n    </setting>\n  </a>\n"),
-              serialized(*set));
-}
-
-TEST(XMLWriter, SeveralChildrenOfTheSegmentsNameGiveNewElementsForTheRestOfThePath) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/p", ISetting::int32Type, int32_t(1));
-    put(*set, "a/q", ISetting::int32Type, int32_t(2));
-    put(*set, "a/setting/b/x", ISetting::int32Type, int32_t(3));
-    put(*set, "a/setting/b/y", ISetting::int32Type, int32_t(4));
-    const std::string newBranch = "\n    <setting>\n      <b>\n        ";
-    const std::string branchEnd = "\n      </b>\n    </setting>";
-    EXPECT_EQ(documentWith("\n  <a>\n    " + settingElement("p", "int32", "1") + "\n    " +
-                           settingElement("q", "int32", "2") + newBranch +
-                           settingElement("x", "int32", "3") + branchEnd + newBranch +
-                           settingElement("y", "int32", "4") + branchEnd + "\n  </a>\n"),
-              serialized(*set));
-}
-
-TEST(XMLWriter, ASegmentThatIsNoXmlNameFailsWithTheDomExceptionAndWritesNothing) {
+TEST(XMLWriter, UnwritablePathsAndValuesFailAndWriteNothing) {
+    // A segment that is no XML name fails with the DOM's exception.
     for (const char* path : {"/a/b", "a///b", "1a/x", "a b/x"}) {
         AutoRefCounted<IConfigurationSet> set = newXmlSet();
         put(*set, path, ISetting::int32Type, int32_t(1));
@@ -192,9 +188,7 @@ TEST(XMLWriter, ASegmentThatIsNoXmlNameFailsWithTheDomExceptionAndWritesNothing)
         EXPECT_EQ(0xAA, out[0]);
         EXPECT_TRUE(set->checkModified());
     }
-}
-
-TEST(XMLWriter, AValueWithACharacterXmlCannotCarryFailsInsteadOfWritingPartOfADocument) {
+    // A character XML cannot carry fails instead of writing part of a document.
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     put(*set, "x", ISetting::stringType,
         std::string("a\x01"
@@ -202,58 +196,6 @@ TEST(XMLWriter, AValueWithACharacterXmlCannotCarryFailsInsteadOfWritingPartOfADo
     size_t length = 12345;
     EXPECT_THROW(set->serialize(nullptr, 0, &length), IConfigurationSet::ConfigurationSetException);
     EXPECT_EQ(12345u, length);
-}
-
-TEST(XMLWriter, TheLengthQueryReportsTheFullLengthAndABufferOfThatLengthReceivesTheDocument) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/b", ISetting::int32Type, int32_t(5));
-    size_t length = 0;
-    try {
-        set->serialize(nullptr, 0, &length);
-        FAIL() << "the length query succeeded";
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        EXPECT_EQ(IConfigurationSet::outBufferTooSmallException, exception);
-    }
-    EXPECT_TRUE(set->checkModified()) << "a failed serialize keeps the modified flag";
-    set->checkModified();
-    std::string buffer(length, '\0');
-    size_t secondLength = 0;
-    set->serialize(reinterpret_cast<unsigned char*>(&buffer[0]), buffer.size(), &secondLength);
-    EXPECT_EQ(length, secondLength);
-    EXPECT_EQ(0u, buffer.find(declaration()));
-    EXPECT_EQ("</configuration>\n", buffer.substr(buffer.size() - 17));
-}
-
-TEST(XMLWriter, ABufferOneByteShortIsLeftUntouched) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a/b", ISetting::int32Type, int32_t(5));
-    const std::string document = serialized(*set);
-    std::string buffer(document.size() - 1, '#');
-    size_t length = 0;
-    try {
-        set->serialize(reinterpret_cast<unsigned char*>(&buffer[0]), buffer.size(), &length);
-        FAIL() << "a short buffer was accepted";
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        EXPECT_EQ(IConfigurationSet::outBufferTooSmallException, exception);
-    }
-    EXPECT_EQ(document.size(), length);
-    EXPECT_EQ(std::string(document.size() - 1, '#'), buffer);
-}
-
-TEST(XMLWriter, ASuccessfulSerializeClearsTheModifiedFlag) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a", ISetting::int32Type, int32_t(5));
-    serialized(*set);
-    EXPECT_FALSE(set->checkModified());
-}
-
-TEST(XMLWriter, ALengthQueryOnASetHoldingABinarySettingRaisesTheModifiedFlag) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    set->insertSetting("b", makeBinarySetting({1, 2}));
-    set->checkModified();
-    size_t length = 0;
-    EXPECT_THROW(set->serialize(nullptr, 0, &length), IConfigurationSet::ConfigurationSetException);
-    EXPECT_TRUE(set->checkModified());
 }
 
 TEST(XMLWriter, APathDeeperThanTheNestingBoundFailsInsteadOfExhaustingTheStack) {
@@ -265,25 +207,21 @@ TEST(XMLWriter, APathDeeperThanTheNestingBoundFailsInsteadOfExhaustingTheStack) 
     put(*set, deepest + "x", ISetting::int32Type, int32_t(1));
     AutoRefCounted<IConfigurationSet> back = newXmlSet();
     unserialize(*back, serialized(*set));
-    EXPECT_TRUE(equalSets(*back, set));
+    EXPECT_TRUE(setsEqual(back, set));
 
-    put(*set, deepest + "a/x", ISetting::int32Type, int32_t(2));
-    size_t length = 0;
-    try {
-        set->serialize(nullptr, 0, &length);
-        FAIL() << "a path one segment too deep was written";
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        EXPECT_EQ(IConfigurationSet::serializationFailureException, exception);
+    for (size_t extra : {size_t(1), size_t(100000)}) {
+        std::string path = deepest;
+        for (size_t segment = 0; segment < extra; ++segment) {
+            path += "a/";
+        }
+        put(*set, path + "x", ISetting::int32Type, int32_t(2));
+        size_t length = 0;
+        try {
+            set->serialize(nullptr, 0, &length);
+            FAIL() << "a path " << extra << " segments too deep was written";
+        } catch (IConfigurationSet::ConfigurationSetException exception) {
+            EXPECT_EQ(IConfigurationSet::serializationFailureException, exception);
+        }
+        set->removeSetting(path + "x");
     }
-}
-
-TEST(XMLWriter, APathOfAHundredThousandSegmentsFails) {
-    std::string path;
-    for (int segment = 0; segment < 100000; ++segment) {
-        path += "a/";
-    }
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, path + "x", ISetting::int32Type, int32_t(1));
-    size_t length = 0;
-    EXPECT_THROW(set->serialize(nullptr, 0, &length), IConfigurationSet::ConfigurationSetException);
 }

@@ -21,6 +21,25 @@ static void check(bool ok, const char* text, const char* file, int line) {
 
 #define CHECK(condition) check((condition), #condition, __FILE__, __LINE__)
 
+/* Checks that every result of a table of calls is the expected code; a failure names the
+ * position of the call in the table. The calls must not depend on each other's order. */
+static void checkAll(uint32_t expected, const uint32_t* results, size_t count, const char* file,
+                     int line) {
+    size_t i;
+    for (i = 0; i < count; ++i) {
+        char text[64];
+        snprintf(text, sizeof text, "call %u of the table returned %u, not %u", (unsigned)i,
+                 (unsigned)results[i], (unsigned)expected);
+        check(results[i] == expected, text, file, line);
+    }
+}
+
+#define CHECK_ALL(expected, ...)                                                                  \
+    do {                                                                                          \
+        const uint32_t results_[] = {__VA_ARGS__};                                                \
+        checkAll((expected), results_, sizeof results_ / sizeof results_[0], __FILE__, __LINE__); \
+    } while (0)
+
 /* The calling thread's last error message, in a static buffer. */
 static const char* lastError(void) {
     static unsigned char text[512];
@@ -112,58 +131,40 @@ static void everyFunctionRefusesANullHandle(void) {
     void* handle = NULL;
     void* other = newSetting(ConfigurationSettingType_bool);
 
+    CHECK_ALL(
+        1, ConfigurationSet_getType(NULL, bytes, sizeof bytes, &number),
+        ConfigurationSet_capLoadAndSave(NULL, &flag), ConfigurationSet_load(NULL, u("x.cfg")),
+        ConfigurationSet_save(NULL, u("x.cfg")), ConfigurationSet_capSerialize(NULL, &flag),
+        ConfigurationSet_unserialize(NULL, bytes, 0),
+        ConfigurationSet_serialize(NULL, bytes, sizeof bytes, &number),
+        ConfigurationSet_checkModified(NULL, &flag),
+        ConfigurationSet_retrieveSetting(NULL, u("a"), &handle),
+        ConfigurationSet_retrieveSettingByIndex(NULL, u(""), 0, &handle, bytes, 8, &number),
+        ConfigurationSet_insertSetting(NULL, u("a"), other),
+        ConfigurationSet_getSettingCount(NULL, &number),
+        ConfigurationSet_removeSetting(NULL, u("a")), ConfigurationSet_removeAllSettings(NULL),
+        ConfigurationSet_equals(NULL, other, &flag), ConfigurationSet_releaseInstance(NULL),
+        Setting_initialize(NULL, 1), Setting_getType(NULL, &number),
+        Setting_equals(NULL, other, &flag), Setting_releaseInstance(NULL),
+        Setting_getBoolean(NULL, &number), Setting_setBoolean(NULL, 1),
+        Setting_getUCHAR(NULL, &uchar), Setting_setUCHAR(NULL, 1),
+        Setting_getUINT16(NULL, &unsigned16), Setting_setUINT16(NULL, 1),
+        Setting_getUINT32(NULL, &number), Setting_setUINT32(NULL, 1),
+        Setting_getUINT64(NULL, &number64), Setting_setUINT64(NULL, 1),
+        Setting_getCHAR(NULL, &schar), Setting_setCHAR(NULL, 1), Setting_getINT16(NULL, &signed16),
+        Setting_setINT16(NULL, 1), Setting_getINT32(NULL, &signed32), Setting_setINT32(NULL, 1),
+        Setting_getINT64(NULL, &signed64), Setting_setINT64(NULL, 1),
+        Setting_getFLOAT(NULL, &single), Setting_setFLOAT(NULL, 1), Setting_getDOUBLE(NULL, &twice),
+        Setting_setDOUBLE(NULL, 1), Setting_getString(NULL, bytes, sizeof bytes, &number),
+        Setting_setString(NULL, u("x")), Setting_getUnicodeString(NULL, wide, 8, &number),
+        Setting_setUnicodeString(NULL, L"x"),
+        Setting_getBinaryBuffer(NULL, bytes, sizeof bytes, &number),
+        Setting_setBinaryBuffer(NULL, bytes, sizeof bytes), Setting_getBinaryLength(NULL, &number),
+        Setting_resizeBinaryBuffer(NULL, &number));
     CHECK(ConfigurationSet_getType(NULL, bytes, sizeof bytes, &number) == 1);
     CHECK_MESSAGE("argument 'instance' of ConfigurationSet_getType is null");
-    CHECK(ConfigurationSet_capLoadAndSave(NULL, &flag) == 1);
-    CHECK(ConfigurationSet_load(NULL, u("x.cfg")) == 1);
-    CHECK(ConfigurationSet_save(NULL, u("x.cfg")) == 1);
-    CHECK(ConfigurationSet_capSerialize(NULL, &flag) == 1);
-    CHECK(ConfigurationSet_unserialize(NULL, bytes, 0) == 1);
-    CHECK(ConfigurationSet_serialize(NULL, bytes, sizeof bytes, &number) == 1);
-    CHECK(ConfigurationSet_checkModified(NULL, &flag) == 1);
-    CHECK(ConfigurationSet_retrieveSetting(NULL, u("a"), &handle) == 1);
-    CHECK(ConfigurationSet_retrieveSettingByIndex(NULL, u(""), 0, &handle, bytes, 8, &number) == 1);
-    CHECK(ConfigurationSet_insertSetting(NULL, u("a"), other) == 1);
-    CHECK(ConfigurationSet_getSettingCount(NULL, &number) == 1);
-    CHECK(ConfigurationSet_removeSetting(NULL, u("a")) == 1);
-    CHECK(ConfigurationSet_removeAllSettings(NULL) == 1);
-    CHECK(ConfigurationSet_equals(NULL, other, &flag) == 1);
     CHECK(ConfigurationSet_releaseInstance(NULL) == 1);
     CHECK_MESSAGE("argument 'instance' of ConfigurationSet_releaseInstance is null");
-
-    CHECK(Setting_initialize(NULL, 1) == 1);
-    CHECK(Setting_getType(NULL, &number) == 1);
-    CHECK(Setting_equals(NULL, other, &flag) == 1);
-    CHECK(Setting_releaseInstance(NULL) == 1);
-    CHECK(Setting_getBoolean(NULL, &number) == 1);
-    CHECK(Setting_setBoolean(NULL, 1) == 1);
-    CHECK(Setting_getUCHAR(NULL, &uchar) == 1);
-    CHECK(Setting_setUCHAR(NULL, 1) == 1);
-    CHECK(Setting_getUINT16(NULL, &unsigned16) == 1);
-    CHECK(Setting_setUINT16(NULL, 1) == 1);
-    CHECK(Setting_getUINT32(NULL, &number) == 1);
-    CHECK(Setting_setUINT32(NULL, 1) == 1);
-    CHECK(Setting_getUINT64(NULL, &number64) == 1);
-    CHECK(Setting_setUINT64(NULL, 1) == 1);
-    CHECK(Setting_getCHAR(NULL, &schar) == 1);
-    CHECK(Setting_setCHAR(NULL, 1) == 1);
-    CHECK(Setting_getINT16(NULL, &signed16) == 1);
-    CHECK(Setting_setINT16(NULL, 1) == 1);
-    CHECK(Setting_getINT32(NULL, &signed32) == 1);
-    CHECK(Setting_setINT32(NULL, 1) == 1);
-    CHECK(Setting_getINT64(NULL, &signed64) == 1);
-    CHECK(Setting_setINT64(NULL, 1) == 1);
-    CHECK(Setting_getFLOAT(NULL, &single) == 1);
-    CHECK(Setting_setFLOAT(NULL, 1) == 1);
-    CHECK(Setting_getDOUBLE(NULL, &twice) == 1);
-    CHECK(Setting_setDOUBLE(NULL, 1) == 1);
-    CHECK(Setting_getString(NULL, bytes, sizeof bytes, &number) == 1);
-    CHECK(Setting_setString(NULL, u("x")) == 1);
-    CHECK(Setting_getUnicodeString(NULL, wide, 8, &number) == 1);
-    CHECK(Setting_setUnicodeString(NULL, L"x") == 1);
-    CHECK(Setting_getBinaryBuffer(NULL, bytes, sizeof bytes, &number) == 1);
-    CHECK(Setting_setBinaryBuffer(NULL, bytes, sizeof bytes) == 1);
-    CHECK(Setting_getBinaryLength(NULL, &number) == 1);
     CHECK(Setting_resizeBinaryBuffer(NULL, &number) == 1);
     CHECK_MESSAGE("argument 'instance' of Setting_resizeBinaryBuffer is null");
     CHECK(handle == NULL);
@@ -180,63 +181,60 @@ static void nullArgumentsAreRefusedWithoutSideEffects(void) {
     uint32_t number = 99;
     bool flag = false;
 
+    CHECK(Setting_setUINT32(setting, 5) == 0);
+    CHECK_ALL(
+        1, ConfigurationSet_getType(set, bytes, sizeof bytes, NULL),
+        ConfigurationSet_getType(set, NULL, 5, &number), ConfigurationSet_capLoadAndSave(set, NULL),
+        ConfigurationSet_load(set, NULL), ConfigurationSet_save(set, NULL),
+        ConfigurationSet_capSerialize(set, NULL), ConfigurationSet_unserialize(set, NULL, 0),
+        ConfigurationSet_serialize(set, NULL, 4, &number),
+        ConfigurationSet_serialize(set, bytes, sizeof bytes, NULL),
+        ConfigurationSet_checkModified(set, NULL),
+        ConfigurationSet_retrieveSetting(set, NULL, &handle),
+        ConfigurationSet_retrieveSetting(set, u("a"), NULL),
+        ConfigurationSet_retrieveSettingByIndex(set, NULL, 0, &handle, bytes, 8, &number),
+        ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, NULL, bytes, 8, &number),
+        ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, NULL, 8, &number),
+        ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, bytes, 8, NULL),
+        ConfigurationSet_insertSetting(set, NULL, setting),
+        ConfigurationSet_insertSetting(set, u("a"), NULL),
+        ConfigurationSet_getSettingCount(set, NULL), ConfigurationSet_removeSetting(set, NULL),
+        ConfigurationSet_equals(set, NULL, &flag), ConfigurationSet_equals(set, set, NULL),
+        Setting_getType(setting, NULL), Setting_equals(setting, NULL, &flag),
+        Setting_equals(setting, setting, NULL), Setting_getUINT32(setting, NULL),
+        Setting_getString(setting, NULL, 3, &number), Setting_getString(setting, bytes, 3, NULL),
+        Setting_setString(setting, NULL), Setting_getUnicodeString(setting, NULL, 3, &number),
+        Setting_setUnicodeString(setting, NULL), Setting_getBinaryBuffer(setting, NULL, 3, &number),
+        Setting_setBinaryBuffer(setting, NULL, 0), Setting_getBinaryLength(setting, NULL),
+        Setting_resizeBinaryBuffer(setting, NULL));
     CHECK(ConfigurationSet_getType(set, bytes, sizeof bytes, NULL) == 1);
     CHECK_MESSAGE("argument 'reqLength' of ConfigurationSet_getType is null");
     CHECK(ConfigurationSet_getType(set, NULL, 5, &number) == 1);
     CHECK_MESSAGE("argument 'buffer' of ConfigurationSet_getType is null");
-    CHECK(ConfigurationSet_capLoadAndSave(set, NULL) == 1);
-    CHECK(ConfigurationSet_load(set, NULL) == 1);
-    CHECK(ConfigurationSet_save(set, NULL) == 1);
-    CHECK(ConfigurationSet_capSerialize(set, NULL) == 1);
     CHECK(ConfigurationSet_unserialize(set, NULL, 0) == 1);
     CHECK_MESSAGE("argument 'in' of ConfigurationSet_unserialize is null");
-    CHECK(ConfigurationSet_serialize(set, NULL, 4, &number) == 1);
-    CHECK(ConfigurationSet_serialize(set, bytes, sizeof bytes, NULL) == 1);
-    CHECK(ConfigurationSet_checkModified(set, NULL) == 1);
-    CHECK(ConfigurationSet_retrieveSetting(set, NULL, &handle) == 1);
-    CHECK(ConfigurationSet_retrieveSetting(set, u("a"), NULL) == 1);
-    CHECK(ConfigurationSet_retrieveSettingByIndex(set, NULL, 0, &handle, bytes, 8, &number) == 1);
-    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, NULL, bytes, 8, &number) == 1);
-    CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, NULL, 8, &number) == 1);
     CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &handle, bytes, 8, NULL) == 1);
     CHECK_MESSAGE(
         "argument 'reqPathBufferLengthCharsInclNULL' of "
         "ConfigurationSet_retrieveSettingByIndex is null");
-    CHECK(ConfigurationSet_insertSetting(set, NULL, setting) == 1);
-    CHECK(ConfigurationSet_insertSetting(set, u("a"), NULL) == 1);
-    CHECK(ConfigurationSet_getSettingCount(set, NULL) == 1);
-    CHECK(ConfigurationSet_removeSetting(set, NULL) == 1);
-    CHECK(ConfigurationSet_equals(set, NULL, &flag) == 1);
-    CHECK(ConfigurationSet_equals(set, set, NULL) == 1);
-
-    CHECK(Setting_setUINT32(setting, 5) == 0);
-    CHECK(Setting_getType(setting, NULL) == 1);
-    CHECK(Setting_equals(setting, NULL, &flag) == 1);
-    CHECK(Setting_equals(setting, setting, NULL) == 1);
     CHECK(Setting_getUINT32(setting, NULL) == 1);
     CHECK_MESSAGE("argument 'value' of Setting_getUINT32 is null");
-    CHECK(Setting_getString(setting, NULL, 3, &number) == 1);
-    CHECK(Setting_getString(setting, bytes, 3, NULL) == 1);
-    CHECK(Setting_setString(setting, NULL) == 1);
-    CHECK(Setting_getUnicodeString(setting, NULL, 3, &number) == 1);
-    CHECK(Setting_setUnicodeString(setting, NULL) == 1);
-    CHECK(Setting_getBinaryBuffer(setting, NULL, 3, &number) == 1);
-    CHECK(Setting_setBinaryBuffer(setting, NULL, 0) == 1);
-    CHECK(Setting_getBinaryLength(setting, NULL) == 1);
-    CHECK(Setting_resizeBinaryBuffer(setting, NULL) == 1);
 
     CHECK(handle == &set && number == 99 && strcmp((const char*)bytes, "keep") == 0);
     CHECK(ConfigurationSet_getSettingCount(set, &number) == 0 && number == 0);
     CHECK(ConfigurationSet_checkModified(set, &flag) == 0 && !flag);
     CHECK(Setting_getUINT32(setting, &number) == 0 && number == 5);
-    CHECK(Setting_releaseInstance(setting) == 0);
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK_ALL(0, Setting_releaseInstance(setting), ConfigurationSet_releaseInstance(set));
 }
 
-static void theTypeNameFollowsTheOutputBufferProtocol(void) {
+static void theTypeNameFollowsTheOutputBufferProtocolAndCapabilitiesFollowTheType(void) {
     void* set = newSet("BinaryConfigurationSet");
     unsigned char name[23];
     uint32_t required = 0;
+    bool loadSave = false;
+    bool serialize = false;
+    CHECK(ConfigurationSet_capLoadAndSave(set, &loadSave) == 0 && loadSave);
+    CHECK(ConfigurationSet_capSerialize(set, &serialize) == 0 && serialize);
     memset(name, 'x', sizeof name);
     CHECK(ConfigurationSet_getType(set, name, 22, &required) == 6);
     CHECK(required == 23 && name[0] == 'x');
@@ -246,19 +244,11 @@ static void theTypeNameFollowsTheOutputBufferProtocol(void) {
     CHECK(ConfigurationSet_getType(set, name, 23, &required) == 0 && required == 23);
     CHECK(strcmp((const char*)name, "BinaryConfigurationSet") == 0);
     CHECK(ConfigurationSet_releaseInstance(set) == 0);
-}
 
-static void capabilitiesFollowTheSetType(void) {
-    void* plain = newSet("ConfigurationSet");
-    void* binary = newSet("BinaryConfigurationSet");
-    bool loadSave = true;
-    bool serialize = true;
-    CHECK(ConfigurationSet_capLoadAndSave(plain, &loadSave) == 0 && !loadSave);
-    CHECK(ConfigurationSet_capSerialize(plain, &serialize) == 0 && !serialize);
-    CHECK(ConfigurationSet_capLoadAndSave(binary, &loadSave) == 0 && loadSave);
-    CHECK(ConfigurationSet_capSerialize(binary, &serialize) == 0 && serialize);
-    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
-    CHECK(ConfigurationSet_releaseInstance(binary) == 0);
+    set = newSet("ConfigurationSet");
+    CHECK(ConfigurationSet_capLoadAndSave(set, &loadSave) == 0 && !loadSave);
+    CHECK(ConfigurationSet_capSerialize(set, &serialize) == 0 && !serialize);
+    CHECK(ConfigurationSet_releaseInstance(set) == 0);
 }
 
 static void serializingTwiceWithTheReportedLengthRoundTrips(void) {
@@ -298,9 +288,8 @@ static void serializingTwiceWithTheReportedLengthRoundTrips(void) {
     CHECK(ConfigurationSet_unserialize(copy, form, 0) == 0);
     CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
 
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
-    CHECK(ConfigurationSet_releaseInstance(copy) == 0);
-    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+    CHECK_ALL(0, ConfigurationSet_releaseInstance(set), ConfigurationSet_releaseInstance(copy),
+              ConfigurationSet_releaseInstance(plain));
 }
 
 static void fileFailuresAreStoppedAtTheBoundary(void) {
@@ -329,9 +318,8 @@ static void fileFailuresAreStoppedAtTheBoundary(void) {
     CHECK(ConfigurationSet_load(plain, u("capi-test.cfg")) == 4);
 
     remove("capi-test.cfg");
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
-    CHECK(ConfigurationSet_releaseInstance(loaded) == 0);
-    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+    CHECK_ALL(0, ConfigurationSet_releaseInstance(set), ConfigurationSet_releaseInstance(loaded),
+              ConfigurationSet_releaseInstance(plain));
 }
 
 #define CHECK_MESSAGE_PREFIX(prefix) \
@@ -381,8 +369,7 @@ static void xmlFailuresAreStoppedAtTheBoundary(void) {
     CHECK(ConfigurationSet_equals(set, copy, &equal) == 0 && equal);
 
     remove("capi-bad-value.xml");
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
-    CHECK(ConfigurationSet_releaseInstance(copy) == 0);
+    CHECK_ALL(0, ConfigurationSet_releaseInstance(set), ConfigurationSet_releaseInstance(copy));
 }
 
 static void lookupsInsertionAndRemovalReportPathsInTheirCodes(void) {
@@ -419,8 +406,7 @@ static void lookupsInsertionAndRemovalReportPathsInTheirCodes(void) {
     CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 0);
     CHECK(ConfigurationSet_checkModified(set, &modified) == 0 && modified);
 
-    CHECK(Setting_releaseInstance(setting) == 0);
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK_ALL(0, Setting_releaseInstance(setting), ConfigurationSet_releaseInstance(set));
 }
 
 static void enumerationHandsOutSettingsEvenWhenThePathDoesNotFit(void) {
@@ -458,13 +444,14 @@ static void enumerationHandsOutSettingsEvenWhenThePathDoesNotFit(void) {
     CHECK(Setting_releaseInstance(found) == 0);
     CHECK(ConfigurationSet_retrieveSettingByIndex(set, u(""), 4, &found, NULL, 0, &required) == 0);
     CHECK(required == 2);
-    CHECK(Setting_releaseInstance(found) == 0);
-    CHECK(ConfigurationSet_releaseInstance(set) == 0);
+    CHECK_ALL(0, Setting_releaseInstance(found), ConfigurationSet_releaseInstance(set));
 }
 
-static void setsCompareTheirPathsAndValues(void) {
+static void setsCompareTheirPathsAndSettingsTheirTypeAndValue(void) {
     void* binary = newSet("BinaryConfigurationSet");
     void* plain = newSet("ConfigurationSet");
+    void* a = newSetting(ConfigurationSettingType_uint32);
+    void* b = newSetting(ConfigurationSettingType_uint32);
     bool equal = false;
     insertUint32(binary, "x", 1);
     insertUint32(plain, "y", 1);
@@ -472,14 +459,25 @@ static void setsCompareTheirPathsAndValues(void) {
     CHECK(ConfigurationSet_removeAllSettings(plain) == 0);
     insertUint32(plain, "x", 1);
     CHECK(ConfigurationSet_equals(binary, plain, &equal) == 0 && equal);
-    CHECK(ConfigurationSet_releaseInstance(binary) == 0);
-    CHECK(ConfigurationSet_releaseInstance(plain) == 0);
+    CHECK(Setting_equals(a, b, &equal) == 0 && equal);
+    CHECK(Setting_setUINT32(b, 3) == 0);
+    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
+    CHECK(Setting_initialize(b, ConfigurationSettingType_int32) == 0);
+    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
+    CHECK_ALL(0, ConfigurationSet_releaseInstance(binary), ConfigurationSet_releaseInstance(plain),
+              Setting_releaseInstance(a), Setting_releaseInstance(b));
 }
 
+/* A fresh setting is a bool holding false; every type code reads back; others are refused. */
 static void typeCodesRoundTripAndOutOfRangeCodesAreRefused(void) {
-    void* setting = newSetting(ConfigurationSettingType_int32);
+    void* setting = NULL;
     uint32_t code;
-    uint32_t read = 0;
+    uint32_t read = 7;
+    CHECK(ConfigurationSetFactory_createSetting(&setting) == 0);
+    CHECK(Setting_getType(setting, &read) == 0 && read == ConfigurationSettingType_bool);
+    CHECK(Setting_getBoolean(setting, &read) == 0 && read == 0);
+    CHECK(Setting_setBoolean(setting, 2) == 0);
+    CHECK(Setting_getBoolean(setting, &read) == 0 && read == 1);
     for (code = 1; code <= 14; ++code) {
         CHECK(Setting_initialize(setting, code) == 0);
         CHECK(Setting_getType(setting, &read) == 0 && read == code);
@@ -488,17 +486,6 @@ static void typeCodesRoundTripAndOutOfRangeCodesAreRefused(void) {
     CHECK_MESSAGE("type code 0 is not between 1 and 14");
     CHECK(Setting_initialize(setting, 15) == 1);
     CHECK(Setting_getType(setting, &read) == 0 && read == 14);
-    CHECK(Setting_releaseInstance(setting) == 0);
-}
-
-static void aFreshSettingIsABooleanHoldingFalse(void) {
-    void* setting = NULL;
-    uint32_t value = 7;
-    CHECK(ConfigurationSetFactory_createSetting(&setting) == 0);
-    CHECK(Setting_getType(setting, &value) == 0 && value == ConfigurationSettingType_bool);
-    CHECK(Setting_getBoolean(setting, &value) == 0 && value == 0);
-    CHECK(Setting_setBoolean(setting, 2) == 0);
-    CHECK(Setting_getBoolean(setting, &value) == 0 && value == 1);
     CHECK(Setting_releaseInstance(setting) == 0);
 }
 
@@ -564,8 +551,7 @@ static void textValuesFollowTheOutputBufferProtocol(void) {
     CHECK(Setting_getString(wide, narrow, sizeof narrow, &required) == 3 && required == 77);
     CHECK_MESSAGE("type 'string' expected, setting holds 'unicodeString'");
     CHECK(Setting_setUnicodeString(text, L"x") == 3);
-    CHECK(Setting_releaseInstance(text) == 0);
-    CHECK(Setting_releaseInstance(wide) == 0);
+    CHECK_ALL(0, Setting_releaseInstance(text), Setting_releaseInstance(wide));
 }
 
 static void binaryValuesKeepTheirLengthUntilResized(void) {
@@ -597,19 +583,6 @@ static void binaryValuesKeepTheirLengthUntilResized(void) {
     CHECK(Setting_setBinaryBuffer(setting, ten, 1) == 3);
     CHECK_MESSAGE("type 'binary' expected, setting holds 'uint32'");
     CHECK(Setting_releaseInstance(setting) == 0);
-}
-
-static void settingsCompareTypeAndValue(void) {
-    void* a = newSetting(ConfigurationSettingType_uint32);
-    void* b = newSetting(ConfigurationSettingType_uint32);
-    bool equal = false;
-    CHECK(Setting_equals(a, b, &equal) == 0 && equal);
-    CHECK(Setting_setUINT32(b, 3) == 0);
-    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
-    CHECK(Setting_initialize(b, ConfigurationSettingType_int32) == 0);
-    CHECK(Setting_equals(a, b, &equal) == 0 && !equal);
-    CHECK(Setting_releaseInstance(a) == 0);
-    CHECK(Setting_releaseInstance(b) == 0);
 }
 
 /* Run under AddressSanitizer, these would report any object freed too early. */
@@ -666,20 +639,17 @@ int main(void) {
     theFactoryCreatesSetsOfTheExactTypeNamesOnly();
     everyFunctionRefusesANullHandle();
     nullArgumentsAreRefusedWithoutSideEffects();
-    theTypeNameFollowsTheOutputBufferProtocol();
-    capabilitiesFollowTheSetType();
+    theTypeNameFollowsTheOutputBufferProtocolAndCapabilitiesFollowTheType();
     serializingTwiceWithTheReportedLengthRoundTrips();
     fileFailuresAreStoppedAtTheBoundary();
     xmlFailuresAreStoppedAtTheBoundary();
     lookupsInsertionAndRemovalReportPathsInTheirCodes();
     enumerationHandsOutSettingsEvenWhenThePathDoesNotFit();
-    setsCompareTheirPathsAndValues();
+    setsCompareTheirPathsAndSettingsTheirTypeAndValue();
     typeCodesRoundTripAndOutOfRangeCodesAreRefused();
-    aFreshSettingIsABooleanHoldingFalse();
     scalarsRoundTripAndRefuseOtherTypes();
     textValuesFollowTheOutputBufferProtocol();
     binaryValuesKeepTheirLengthUntilResized();
-    settingsCompareTypeAndValue();
     handlesKeepObjectsAliveAcrossTheirOwners();
     theLastErrorMessageIsKeptUntilTheNextFailure();
 

@@ -37,11 +37,16 @@ TEST_F(CommandsTest, HelpAndVersionPrintToStandardOutput) {
     EXPECT_NE(version.out.find(" 1."), std::string::npos) << version.out;
 }
 
-TEST_F(CommandsTest, PrintReadsAStreamWrittenByHand) {
+TEST_F(CommandsTest, PrintReadsAStreamWrittenByHandAndAnEmptyFileAsAnEmptySet) {
     writeFile("hand.cfg", kHandWrittenStream);
     const ProgramResult result = orvconf({"print", file("hand.cfg")});
     expectSuccess(result);
     EXPECT_EQ(result.out, "a (uint16) = 4660\nbc (string) = \"hi\"\n");
+
+    writeFile("empty.cfg", "");
+    const ProgramResult empty = orvconf({"print", file("empty.cfg")});
+    expectSuccess(empty);
+    EXPECT_EQ(empty.out, "");
 }
 
 TEST_F(CommandsTest, SetWritesTheBinaryStreamByteForByte) {
@@ -84,14 +89,7 @@ TEST_F(CommandsTest, EveryTypeIsStoredAndPrintedInPathOrder) {
               "t/wide (unicodeString) = \"\xe2\x82\xac \xf0\x9f\x98\x80\"\n");
 }
 
-TEST_F(CommandsTest, PrintEscapesBytesThatAreNotUtf8) {
-    set("bytes.cfg", "p\nq", "string", "\xff\xc3");
-    const ProgramResult result = orvconf({"print", file("bytes.cfg")});
-    expectSuccess(result);
-    EXPECT_EQ(result.out, "p\\nq (string) = \"\\xFF\\xC3\"\n");
-}
-
-TEST_F(CommandsTest, FloatsPrintWithTheDigitsThatReadBackExactly) {
+TEST_F(CommandsTest, FloatsPrintWithTheDigitsThatReadBackExactlyAndBytesThatAreNotUtf8Escaped) {
     set("f.cfg", "f", "float", "16777217");  // rounds to 16777216 as a float
     set("f.cfg", "d", "double", "0.30000000000000004");
     set("f.cfg", "e", "double", "123456789012345678901234567890");
@@ -101,9 +99,12 @@ TEST_F(CommandsTest, FloatsPrintWithTheDigitsThatReadBackExactly) {
               "d (double) = 0.30000000000000004\n"
               "e (double) = 1.2345678901234568e+29\n"
               "f (float) = 16777216\n");
+
+    set("bytes.cfg", "p\nq", "string", "\xff\xc3");
+    EXPECT_EQ(orvconf({"print", file("bytes.cfg")}).out, "p\\nq (string) = \"\\xFF\\xC3\"\n");
 }
 
-TEST_F(CommandsTest, GetPrintsTheValueAlone) {
+TEST_F(CommandsTest, GetPrintsTheValueAloneOrNamesFileAndPathOfAMissingOne) {
     set("g.cfg", "n", "int64", "-42");
     set("g.cfg", "s", "string", "two words");
     set("g.cfg", "w", "unicodeString", "\xc3\xa9t\xc3\xa9");
@@ -115,22 +116,20 @@ TEST_F(CommandsTest, GetPrintsTheValueAlone) {
     const ProgramResult raw = orvconf({"get", "--raw", file("g.cfg"), "b"});
     expectSuccess(raw);
     EXPECT_EQ(raw.out, std::string("\0\1\2\3", 4));
-}
 
-TEST_F(CommandsTest, GetOfAMissingPathNamesFileAndPath) {
-    set("g.cfg", "n", "int64", "1");
     expectFailure(orvconf({"get", file("g.cfg"), "missing/path"}),
                   {file("g.cfg"), "missing/path", "no such setting"});
+
+    // Negative numbers are values, not options.
+    set("g.cfg", "-p", "int32", "-7");
+    EXPECT_EQ(orvconf({"get", file("g.cfg"), "-p"}).out, "-7\n");
 }
 
-TEST_F(CommandsTest, SetReplacesASettingEvenOfAnotherType) {
+TEST_F(CommandsTest, SetReplacesASettingEvenOfAnotherTypeAndKeepsTheOthers) {
     set("r.cfg", "k", "int32", "1");
     set("r.cfg", "k", "string", "now text");
-    const ProgramResult result = orvconf({"print", file("r.cfg")});
-    EXPECT_EQ(result.out, "k (string) = \"now text\"\n");
-}
+    EXPECT_EQ(orvconf({"print", file("r.cfg")}).out, "k (string) = \"now text\"\n");
 
-TEST_F(CommandsTest, SetKeepsTheOtherSettings) {
     writeFile("hand.cfg", kHandWrittenStream);
     set("hand.cfg", "c", "bool", "false");
     EXPECT_EQ(orvconf({"print", file("hand.cfg")}).out,
@@ -156,11 +155,6 @@ TEST_F(CommandsTest, ListShowsThePathsUnderABranch) {
     const ProgramResult none = orvconf({"list", file("l.cfg"), "c"});
     expectSuccess(none);
     EXPECT_EQ(none.out, "");
-}
-
-TEST_F(CommandsTest, NegativeNumbersAreValuesNotOptions) {
-    set("n.cfg", "-p", "int32", "-7");
-    EXPECT_EQ(orvconf({"get", file("n.cfg"), "-p"}).out, "-7\n");
 }
 
 TEST_F(CommandsTest, CommandLineMistakesAreReportedOnOneLine) {
@@ -210,13 +204,6 @@ TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
         }
     }
     expectFailure(result, {file("huge.cfg"), "binary", "too large"});
-}
-
-TEST_F(CommandsTest, AnEmptyFileIsAnEmptyBinarySet) {
-    writeFile("empty.cfg", "");
-    const ProgramResult result = orvconf({"print", file("empty.cfg")});
-    expectSuccess(result);
-    EXPECT_EQ(result.out, "");
 }
 
 }  // namespace

@@ -36,12 +36,11 @@ TEST_F(DiffTest, DifferencesAreListedOneALineAndExitOne) {
               "added: new (binary) = AA==\n"
               "changed: type (int32) = 1 -> (uint32) = 1\n"
               "changed: value (int32) = 1 -> (int32) = 2\n");
-}
 
-TEST_F(DiffTest, ZeroAndNegativeZeroDiffer) {
-    set("a.cfg", "z", "float", "0");
-    set("b.cfg", "z", "float", "-0");
-    EXPECT_EQ(orvconf({"diff", file("a.cfg"), file("b.cfg")}).status, 1);
+    // Zero and negative zero differ.
+    set("z1.cfg", "z", "float", "0");
+    set("z2.cfg", "z", "float", "-0");
+    EXPECT_EQ(orvconf({"diff", file("z1.cfg"), file("z2.cfg")}).status, 1);
 }
 
 TEST_F(DiffTest, AnUnreadableSideExitsTwo) {

@@ -27,7 +27,7 @@ class FormatsTest : public OrvconfTest {
     }
 };
 
-TEST_F(FormatsTest, ConversionToXmlAndBackPreservesEverySetting) {
+TEST_F(FormatsTest, ConversionToXmlAndBackPreservesEverySettingAndToOverridesTheExtension) {
     fillEveryType("all.cfg");
     expectSuccess(orvconf({"convert", file("all.cfg"), file("all.xml")}));
     EXPECT_EQ(readFile("all.xml").rfind("<?xml", 0), 0u);
@@ -35,17 +35,15 @@ TEST_F(FormatsTest, ConversionToXmlAndBackPreservesEverySetting) {
     expectSuccess(orvconf({"convert", file("all.xml"), file("back.cfg")}));
     EXPECT_EQ(readFile("back.cfg"), readFile("all.cfg"));
     EXPECT_EQ(orvconf({"print", file("all.xml")}).out, orvconf({"print", file("all.cfg")}).out);
-}
 
-TEST_F(FormatsTest, ConvertToOverridesTheExtension) {
-    fillEveryType("all.cfg");
+    // --to overrides the extension.
     expectSuccess(orvconf({"convert", file("all.cfg"), file("x.data"), "--to", "xml"}));
     EXPECT_EQ(readFile("x.data").rfind("<?xml", 0), 0u);
     expectSuccess(orvconf({"convert", file("x.data"), file("y.xml"), "--to=binary"}));
     EXPECT_EQ(readFile("y.xml"), readFile("all.cfg"));
 }
 
-TEST_F(FormatsTest, EditingAnXmlFileKeepsItXml) {
+TEST_F(FormatsTest, EditingAnXmlFileKeepsItXmlUnderAnyName) {
     set("c.xml", "/x", "int32", "5");
     EXPECT_EQ(readFile("c.xml").rfind("<?xml", 0), 0u);
     set("c.xml", "a/b/c", "string", "deep");
@@ -54,18 +52,16 @@ TEST_F(FormatsTest, EditingAnXmlFileKeepsItXml) {
     EXPECT_EQ(orvconf({"print", file("c.xml")}).out, "a/b/c (string) = \"deep\"\n");
     EXPECT_EQ(orvconf({"get", file("c.xml"), "a/b/c"}).out, "deep\n");
     EXPECT_EQ(orvconf({"list", file("c.xml"), "a/"}).out, "a/b/c\n");
-}
 
-TEST_F(FormatsTest, AnXmlFileUnderAnyNameIsDetected) {
-    set("c.xml", "a/b", "int32", "5");
-    expectSuccess(orvconf({"convert", file("c.xml"), file("copy.xml")}));
-    ASSERT_EQ(::rename(file("copy.xml").c_str(), file("noext").c_str()), 0);
+    // An XML file under any name is detected.
+    ASSERT_EQ(::rename(file("c.xml").c_str(), file("noext").c_str()), 0);
     set("noext", "a/c", "int32", "6");
     EXPECT_EQ(readFile("noext").rfind("<?xml", 0), 0u);
-    EXPECT_EQ(orvconf({"print", file("noext")}).out, "a/b (int32) = 5\na/c (int32) = 6\n");
+    EXPECT_EQ(orvconf({"print", file("noext")}).out,
+              "a/b/c (string) = \"deep\"\na/c (int32) = 6\n");
 }
 
-TEST_F(FormatsTest, FormatOptionForcesTheForm) {
+TEST_F(FormatsTest, FormatOptionForcesTheFormAndAMalformedXmlFileIsNamed) {
     set("c.cfg", "a/b", "int32", "5");
     set("c.xml", "a/b", "int32", "5");
     expectFailure(orvconf({"print", "--format", "xml", file("c.cfg")}), {file("c.cfg"), "XML"});
@@ -73,6 +69,13 @@ TEST_F(FormatsTest, FormatOptionForcesTheForm) {
     expectSuccess(orvconf({"print", "--format", "xml", file("c.xml")}));
     expectSuccess(orvconf({"set", "--format", "xml", file("new.cfg"), "a/b", "int32", "5"}));
     EXPECT_EQ(readFile("new.cfg").rfind("<?xml", 0), 0u);
+
+    writeFile("broken.xml", "<?xml version=\"1.0\"?><configuration><setting name=\"x\"");
+    expectFailure(orvconf({"print", file("broken.xml")}), {file("broken.xml"), "XML"});
+    writeFile("typo.xml",
+              "<?xml version=\"1.0\"?><configuration><setting name=\"x\" "
+              "type=\"int33\">1</setting></configuration>");
+    expectFailure(orvconf({"print", file("typo.xml")}), {file("typo.xml")});
 }
 
 TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
@@ -91,15 +94,6 @@ TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
     expectFailure(orvconf({"convert", file("plain.cfg"), file("out.xml")}),
                   {file("out.xml"), "'x'"});
     EXPECT_EQ(directoryEntries(""), (std::vector<std::string>{"c.xml", "plain.cfg"}));
-}
-
-TEST_F(FormatsTest, AMalformedXmlFileNamesTheFile) {
-    writeFile("broken.xml", "<?xml version=\"1.0\"?><configuration><setting name=\"x\"");
-    expectFailure(orvconf({"print", file("broken.xml")}), {file("broken.xml"), "XML"});
-    writeFile("typo.xml",
-              "<?xml version=\"1.0\"?><configuration><setting name=\"x\" "
-              "type=\"int33\">1</setting></configuration>");
-    expectFailure(orvconf({"print", file("typo.xml")}), {file("typo.xml")});
 }
 
 }  // namespace

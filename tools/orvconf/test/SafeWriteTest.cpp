@@ -39,21 +39,20 @@ TEST_F(SafeWriteTest, AWriteIntoADirectoryWithoutPermissionKeepsTheOldFile) {
     EXPECT_EQ(directoryEntries("locked"), std::vector<std::string>{"c.cfg"});
 }
 
-TEST_F(SafeWriteTest, AWriteKeepsPermissionsAndLeavesNoTemporaryFile) {
+TEST_F(SafeWriteTest, AWriteKeepsPermissionsANewFileGetsTheUmasksAndNoTemporaryFileIsLeft) {
     set("p.cfg", "x", "int32", "1");
     ASSERT_EQ(::chmod(file("p.cfg").c_str(), 0640), 0);
     set("p.cfg", "y", "int32", "2");
     EXPECT_EQ(permissions("p.cfg"), 0640u);
     expectSuccess(orvconf({"remove", file("p.cfg"), "x"}));
     EXPECT_EQ(permissions("p.cfg"), 0640u);
-    EXPECT_EQ(directoryEntries(""), std::vector<std::string>{"p.cfg"});
-}
 
-TEST_F(SafeWriteTest, ANewFileGetsThePermissionsTheUmaskAllows) {
+    // A new file gets the permissions the umask allows.
     set("n.cfg", "x", "int32", "1");
     const mode_t mask = ::umask(0);
     ::umask(mask);
     EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
+    EXPECT_EQ(directoryEntries(""), (std::vector<std::string>{"n.cfg", "p.cfg"}));
 }
 
 TEST_F(SafeWriteTest, ASymbolicLinkIsFollowedAndKept) {
@@ -66,7 +65,7 @@ TEST_F(SafeWriteTest, ASymbolicLinkIsFollowedAndKept) {
     EXPECT_EQ(orvconf({"get", file("target.cfg"), "x"}).out, "2\n");
 }
 
-TEST_F(SafeWriteTest, AFailedCommandWritesNothing) {
+TEST_F(SafeWriteTest, AFailedCommandWritesNothingAndAnUnreadableFileIsNotReplaced) {
     set("f.cfg", "x", "int32", "1");
     const std::string before = readFile("f.cfg");
     expectFailure(orvconf({"set", file("f.cfg"), "x", "int32", "x"}), {file("f.cfg")});
@@ -75,9 +74,6 @@ TEST_F(SafeWriteTest, AFailedCommandWritesNothing) {
                   {file("new.cfg")});
     EXPECT_EQ(readFile("f.cfg"), before);
     EXPECT_EQ(directoryEntries(""), std::vector<std::string>{"f.cfg"});
-}
-
-TEST_F(SafeWriteTest, AFileThatCannotBeReadIsNotReplaced) {
     writeFile("bad.cfg", "\x09\0\0\0\0\0\0\0abc"s);
     expectFailure(orvconf({"set", file("bad.cfg"), "x", "int32", "1"}), {file("bad.cfg")});
     EXPECT_EQ(readFile("bad.cfg"), "\x09\0\0\0\0\0\0\0abc"s);
