@@ -203,9 +203,11 @@ bool BinaryConfigurationSet::keptFormIsCurrent() const {
     return d_pending.kept && d_pending.changes == d_modifiedFlag->changes();
 }
 
+// Forgets the form but keeps the buffer's memory for the next one: fresh pages for every length
+// query of a large set would cost more than building the form.
 void BinaryConfigurationSet::dropKeptForm() {
     d_pending.kept = false;
-    d_pending.bytes.release();
+    d_pending.bytes.setSize(0);
     std::vector<BinaryPlace>().swap(d_pending.binaries);
 }
 

@@ -174,7 +174,7 @@ uint32_t ConfigurationSet_retrieveSetting(void* instance, const unsigned char* p
     return callOn<SetFamily>(
         Subject(__func__).atPath(path), instance,
         {required("path", path), required("setting", setting)},
-        [&](IConfigurationSet& set) { handOut(set.retrieveSetting(chars(path)), setting); });
+        [&](IConfigurationSet& set) { handOut(set.retrieveSetting(pathArgument(path)), setting); });
 }
 
 uint32_t ConfigurationSet_retrieveSettingByIndex(void* instance, const unsigned char* branch,
@@ -190,7 +190,7 @@ uint32_t ConfigurationSet_retrieveSettingByIndex(void* instance, const unsigned 
         [&](IConfigurationSet& set) {
             std::string foundPath;
             const AutoRefCounted<ISetting> found =
-                set.retrieveSettingByIndex(std::string(chars(branch)), index, foundPath);
+                set.retrieveSettingByIndex(pathArgument(branch), index, foundPath);
             // A path that does not fit is not an error: the caller learns the length it needs
             // and receives the setting all the same.
             copyText(foundPath, path, pathBufferLengthCharsInclNULL,
@@ -216,8 +216,9 @@ uint32_t ConfigurationSet_getSettingCount(void* instance, uint32_t* count) {
 }
 
 uint32_t ConfigurationSet_removeSetting(void* instance, const unsigned char* path) {
-    return callOn<SetFamily>(Subject(__func__).atPath(path), instance, {required("path", path)},
-                             [&](IConfigurationSet& set) { set.removeSetting(chars(path)); });
+    return callOn<SetFamily>(
+        Subject(__func__).atPath(path), instance, {required("path", path)},
+        [&](IConfigurationSet& set) { set.removeSetting(pathArgument(path)); });
 }
 
 uint32_t ConfigurationSet_removeAllSettings(void* instance) {

@@ -17,6 +17,15 @@ inline const char* chars(const unsigned char* text) {
     return reinterpret_cast<const char*>(text);
 }
 
+// A path or branch argument as a std::string, held in a string of the calling thread that keeps
+// its capacity from call to call, so that looking a path up costs no allocation. Valid until the
+// thread's next call of this function; each flat function uses it for one argument at most.
+inline const std::string& pathArgument(const unsigned char* text) {
+    thread_local std::string path;
+    path.assign(chars(text));
+    return path;
+}
+
 // What a call is about, filled in from its arguments (and the object it works on) before the
 // operation runs, so that a failure can be told in words. The pointers are borrowed for the call.
 struct Subject {

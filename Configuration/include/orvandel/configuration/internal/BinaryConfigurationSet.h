@@ -30,7 +30,8 @@ class BinaryConfigurationSet : public ConfigurationSet {
     // the form it had to build anyway, and the second copies it, provided nothing changed in
     // between (the shared flag counts every change). Binary values are read afresh from the
     // settings, since a caller may write through a writable buffer it obtained earlier without
-    // any further call.
+    // any further call. The buffer that holds the form is reused from call to call, so a set
+    // that has been serialised keeps memory of its form's size until it is destroyed.
     void serialize(unsigned char* out, size_t outLength, size_t* reqLength) override;
 
   protected:

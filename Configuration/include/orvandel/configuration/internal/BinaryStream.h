@@ -43,7 +43,7 @@ class BinaryStreamWriter {
 };
 
 // A byte buffer that grows with realloc: new bytes are not zero-filled, and a large block grows
-// by remapping rather than copying. Owned; freed by the destructor or release().
+// by remapping rather than copying. Owned; freed by the destructor.
 class GrowableBuffer {
   public:
     GrowableBuffer() = default;
@@ -62,13 +62,6 @@ class GrowableBuffer {
         }
         d_bytes = static_cast<unsigned char*>(grown);
         d_capacity = capacity;
-    }
-
-    void release() {
-        std::free(d_bytes);
-        d_bytes = nullptr;
-        d_capacity = 0;
-        d_size = 0;
     }
 
     unsigned char* data() { return d_bytes; }
