@@ -87,7 +87,7 @@ main() {
             configure "$root" build/bench -DCMAKE_BUILD_TYPE=Release -DORVANDEL_BUILD_BENCH=ON \
                 -DORVANDEL_BUILD_TESTS=OFF -DORVANDEL_BUILD_TOOLS=OFF
             cmake --build build/bench -j "$jobs"
-            # Each measurement runs in three fresh processes; the table uses the median.
+            # Each measurement runs in three fresh processes, in rounds; the table uses the median.
             build/bench/bench/orvandel_bench --benchmark_min_time=0.3 "${@:2}"
             ;;
         fuzz)
