@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 
 #include <orvandel/configuration/IConfigurationSetFactory.h>
@@ -95,6 +96,13 @@ const Workload& cached(std::map<size_t, Workload>& cache, size_t n, PathOf pathO
     return found->second;
 }
 
+// Every byte of a string or binary value counts, as it does for a C caller, whose getter copies
+// the value out.
+uint64_t foldBytes(const void* data, size_t length) {
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    return std::accumulate(bytes, bytes + length, uint64_t{length});
+}
+
 template <class T>
 uint64_t fold(const ISetting& setting) {
     T value{};
@@ -180,13 +188,13 @@ uint64_t touchSetting(const ISetting& setting) {
         case ISetting::stringType: {
             const std::string* text = nullptr;
             setting.getValue(&text);
-            return text->size();
+            return foldBytes(text->data(), text->size());
         }
         case ISetting::binaryType: {
             const unsigned char* bytes = nullptr;
             size_t length = 0;
             setting.getLockedBinaryBuffer(&bytes, &length);
-            return length;
+            return foldBytes(bytes, length);
         }
         default:
             return 0;
@@ -196,9 +204,9 @@ uint64_t touchSetting(const ISetting& setting) {
 uint64_t touchValue(const Value& value) {
     switch (value.type) {
         case ISetting::stringType:
-            return value.text.size();
+            return foldBytes(value.text.data(), value.text.size());
         case ISetting::binaryType:
-            return value.binary.size();
+            return foldBytes(value.binary.data(), value.binary.size());
         default: {
             uint64_t bits = 0;
             std::copy_n(reinterpret_cast<const unsigned char*>(&value.scalar), sizeof bits,
