@@ -94,11 +94,11 @@ class DocumentBuilder {
         const size_t branchEnd = lastSlash == std::string::npos ? 0 : lastSlash;
         DOMElement* parent = branchElement(path, branchEnd);
         DOMElement* element = appendElement(*parent, sd_settingTagName, sd_settingTag);
-        const std::string name = path.substr(lastSlash == std::string::npos ? 0 : lastSlash + 1);
-        element->setAttribute(sd_nameAttribute, XStr(name.c_str()).unicodeForm());
+        // The name is the tail of path, which ends there, so it is transcoded in place.
+        const char* name = path.c_str() + (lastSlash == std::string::npos ? 0 : lastSlash + 1);
+        element->setAttribute(sd_nameAttribute, XStr(name).unicodeForm());
         const std::string& text = d_values.valueText(setting);
-        element->setAttribute(sd_typeAttribute,
-                              XStr(xmlTypeKeyword(setting.getType())).unicodeForm());
+        element->setAttribute(sd_typeAttribute, xmlTypeKeywordUnicode(setting.getType()));
         element->appendChild(d_document.createTextNode(XStr(text.c_str()).unicodeForm()));
     }
 

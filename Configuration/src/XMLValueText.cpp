@@ -22,10 +22,18 @@ namespace {
 
 using xercesc::XMLPlatformUtils;
 
-// Indexed by ISetting::Type.
-const char* const sd_typeKeywords[] = {"bool",   "uchar",  "uint16", "uint32",       "uint64",
-                                       "char",   "int16",  "int32",  "int64",        "float",
-                                       "double", "string", "binary", "unicodeString"};
+// Indexed by ISetting::Type; the writer uses the UTF-16 form, so that it transcodes nothing.
+struct TypeKeyword {
+    const char* narrow;
+    const XMLCh* unicode;
+};
+const TypeKeyword sd_typeKeywords[] = {{"bool", u"bool"},     {"uchar", u"uchar"},
+                                       {"uint16", u"uint16"}, {"uint32", u"uint32"},
+                                       {"uint64", u"uint64"}, {"char", u"char"},
+                                       {"int16", u"int16"},   {"int32", u"int32"},
+                                       {"int64", u"int64"},   {"float", u"float"},
+                                       {"double", u"double"}, {"string", u"string"},
+                                       {"binary", u"binary"}, {"unicodeString", u"unicodeString"}};
 constexpr int sd_typeCount = sizeof sd_typeKeywords / sizeof sd_typeKeywords[0];
 
 // Both streams use the same flags, so that every text the writer makes is read back as the
@@ -43,12 +51,17 @@ void setNumberFlags(std::ios_base& stream) {
 
 const char* xmlTypeKeyword(ISetting::Type type) {
     const int index = static_cast<int>(type);
-    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : "";
+    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index].narrow : "";
+}
+
+const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type) {
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index].unicode : u"";
 }
 
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
     for (int index = 0; index < sd_typeCount; ++index) {
-        if (std::strcmp(keyword, sd_typeKeywords[index]) == 0) {
+        if (std::strcmp(keyword, sd_typeKeywords[index].narrow) == 0) {
             *type = static_cast<ISetting::Type>(index);
             return true;
         }
@@ -56,8 +69,25 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
     return false;
 }
 
-XMLValueTextWriter::XMLValueTextWriter() {
+XMLValueTextWriter::XMLValueTextWriter() : d_appender(d_wide), d_stream(&d_appender) {
     setNumberFlags(d_stream);
+    // A stream swallows an exception from its buffer (running out of memory) and would then
+    // write nothing more; the exception goes to the caller instead, so no value is left empty.
+    d_stream.exceptions(std::ios_base::badbit);
+}
+
+XMLValueTextWriter::WideAppender::int_type XMLValueTextWriter::WideAppender::overflow(
+    int_type character) {
+    if (!traits_type::eq_int_type(character, traits_type::eof())) {
+        d_target.push_back(traits_type::to_char_type(character));
+    }
+    return traits_type::not_eof(character);
+}
+
+std::streamsize XMLValueTextWriter::WideAppender::xsputn(const wchar_t* characters,
+                                                         std::streamsize count) {
+    d_target.append(characters, static_cast<size_t>(count));
+    return count;
 }
 
 const std::string& XMLValueTextWriter::valueText(ISetting& setting) {
@@ -113,9 +143,7 @@ template <class Shown, class Stored>
 void XMLValueTextWriter::formatScalar(const ISetting& setting) {
     Stored value;
     setting.getValue(&value);
-    d_stream.str(std::wstring());
     d_stream << static_cast<Shown>(value);
-    d_wide = d_stream.str();
 }
 
 // The characters that the current locale converts, up to the first byte sequence it cannot

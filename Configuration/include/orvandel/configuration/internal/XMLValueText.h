@@ -2,7 +2,9 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
 
+#include <ostream>
 #include <sstream>
+#include <streambuf>
 #include <string>
 
 #include <xercesc/util/TransService.hpp>
@@ -16,6 +18,9 @@ namespace configuration {
 // The keyword of a value type in the `type` attribute ("bool", "uchar", ... "unicodeString"),
 // or "" for a type outside the fourteen (which no reader accepts).
 const char* xmlTypeKeyword(ISetting::Type type);
+
+// The same keyword in UTF-16; a static string, never null.
+const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type);
 
 // The value type named by keyword (compared exactly). Returns false for any other text.
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
@@ -44,9 +49,23 @@ class XMLValueTextWriter {
     void widenBinary(ISetting& setting);
     void narrowWide();
 
-    std::wostringstream d_stream;
+    // Appends what a stream writes to a wide string, so that a number is formatted in place.
+    class WideAppender : public std::wstreambuf {
+      public:
+        explicit WideAppender(std::wstring& target) : d_target(target) {}
+
+      protected:
+        int_type overflow(int_type character) override;
+        std::streamsize xsputn(const wchar_t* characters, std::streamsize count) override;
+
+      private:
+        std::wstring& d_target;
+    };
+
     std::wstring d_wide;
     std::string d_narrow;
+    WideAppender d_appender;  // appends to d_wide
+    std::wostream d_stream;   // writes through d_appender
 };
 
 // Reads the value texts of one document into new settings. Numbers and booleans are read by a
