@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <limits>
+#include <locale>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -196,6 +198,27 @@ TEST(XMLWriter, UnwritablePathsAndValuesFailAndWriteNothing) {
     size_t length = 12345;
     EXPECT_THROW(set->serialize(nullptr, 0, &length), IConfigurationSet::ConfigurationSetException);
     EXPECT_EQ(12345u, length);
+}
+
+// A number facet that fails, standing in for a stream that runs out of memory mid-document.
+class FailingNumberFacet : public std::num_put<wchar_t> {
+  protected:
+    iter_type do_put(iter_type, std::ios_base&, wchar_t, double) const override {
+        throw std::runtime_error("no memory for a number");
+    }
+};
+
+TEST(XMLWriter, AValueThatCannotBeFormattedFailsTheWriteInsteadOfBeingLeftEmpty) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    put(*set, "a", ISetting::doubleType, 1.5);
+    put(*set, "b", ISetting::int32Type, int32_t(7));
+    const std::locale previous =
+        std::locale::global(std::locale(std::locale::classic(), new FailingNumberFacet));
+    size_t length = 12345;
+    EXPECT_THROW(set->serialize(nullptr, 0, &length), std::runtime_error);
+    std::locale::global(previous);
+    EXPECT_EQ(12345u, length);
+    EXPECT_TRUE(set->checkModified());
 }
 
 TEST(XMLWriter, APathDeeperThanTheNestingBoundFailsInsteadOfExhaustingTheStack) {
