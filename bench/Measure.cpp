@@ -69,17 +69,20 @@ class RatioTable {
             d_rounds.resize(round + 1);
         }
         d_rounds[round][{name, n}] = nsPerSetting;
-        d_measured.insert({name, n});
     }
 
     void print() const {
         std::printf("\n%-32s %10s %14s %14s %8s %8s\n", "operation", "N", "ns/setting", "floor ns",
                     "ratio", "target");
         int missed = 0;
+        const std::set<Key> measured = measuredKeys();
         for (const Comparison& comparison : kComparisons) {
-            for (const Key& key : d_measured) {
+            for (const Key& key : measured) {
+                if (key.first != comparison.operation) {
+                    continue;
+                }
                 const std::vector<double> ratios = ratiosOf(key, comparison.floor);
-                if (key.first != comparison.operation || ratios.empty()) {
+                if (ratios.empty()) {
                     continue;
                 }
                 const size_t n = key.second;
@@ -96,7 +99,7 @@ class RatioTable {
                             target, met ? "" : "  MISSED");
             }
         }
-        for (const Key& key : d_measured) {
+        for (const Key& key : measured) {
             if (key.first.rfind("shape_", 0) == 0) {
                 std::printf("%-32s %10zu %14.1f\n", key.first.c_str(), key.second,
                             median(valuesOf(key)));
@@ -112,6 +115,16 @@ class RatioTable {
     static double median(std::vector<double> values) {
         std::sort(values.begin(), values.end());
         return values[values.size() / 2];
+    }
+
+    std::set<Key> measuredKeys() const {
+        std::set<Key> keys;
+        for (const Round& round : d_rounds) {
+            for (const auto& entry : round) {
+                keys.insert(entry.first);
+            }
+        }
+        return keys;
     }
 
     std::vector<double> valuesOf(const Key& key) const {
@@ -139,7 +152,6 @@ class RatioTable {
     }
 
     std::vector<Round> d_rounds;
-    std::set<Key> d_measured;
 };
 
 }  // namespace

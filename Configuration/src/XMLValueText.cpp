@@ -47,16 +47,21 @@ void setNumberFlags(std::ios_base& stream) {
     stream.precision(53);
 }
 
+// The keywords of type, empty for a type outside the fourteen.
+const TypeKeyword& keywordsOf(ISetting::Type type) {
+    static const TypeKeyword none = {"", u""};
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : none;
+}
+
 }  // namespace
 
 const char* xmlTypeKeyword(ISetting::Type type) {
-    const int index = static_cast<int>(type);
-    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index].narrow : "";
+    return keywordsOf(type).narrow;
 }
 
 const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type) {
-    const int index = static_cast<int>(type);
-    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index].unicode : u"";
+    return keywordsOf(type).unicode;
 }
 
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
