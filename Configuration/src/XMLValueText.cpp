@@ -1,10 +1,13 @@
 #include <orvandel/configuration/internal/XMLValueText.h>
 
+#include <langinfo.h>
+#include <locale.h>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <ios>
+#include <locale>
 
 #include <xercesc/util/Base64.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -38,8 +41,12 @@ constexpr int sd_typeCount = sizeof sd_typeKeywords / sizeof sd_typeKeywords[0];
 
 // Both streams use the same flags, so that every text the writer makes is read back as the
 // same value: decimal integers, booleans by name, floating-point values in scientific notation
-// with 53 digits after the point (enough to give back the identical float or double).
+// with 53 digits after the point (enough to give back the identical float or double). They use
+// the classic conventions whatever the program's global C++ locale, so that a document never
+// depends on the locale of the program that wrote or reads it: no digit grouping, "." as the
+// decimal point.
 void setNumberFlags(std::ios_base& stream) {
+    stream.imbue(std::locale::classic());
     stream.setf(std::ios_base::showbase);
     stream.setf(std::ios_base::boolalpha);
     stream.setf(std::ios_base::scientific, std::ios_base::floatfield);
@@ -54,7 +61,38 @@ const TypeKeyword& keywordsOf(ISetting::Type type) {
     return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : none;
 }
 
+// True when the calling thread's LC_CTYPE is the "C" (or "POSIX") locale, the one of every
+// program that never calls setlocale.
+bool ctypeIsTheCLocale() {
+    const char* name = nl_langinfo(_NL_LOCALE_NAME(LC_CTYPE));
+    return name != nullptr && (std::strcmp(name, "C") == 0 || std::strcmp(name, "POSIX") == 0);
+}
+
+// The built-in "C.UTF-8" character classification, made once and kept for the process; null
+// when the C library has none.
+locale_t utf8Ctype() {
+    static const locale_t sd_utf8 = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", locale_t(0));
+    return sd_utf8;
+}
+
 }  // namespace
+
+// Under the "C" locale the multibyte conversions would stop at the first non-ASCII character
+// and cut the text without an error. Xerces-C reads and writes narrow text as UTF-8 whatever the
+// locale, so the writer converts as "C.UTF-8" there instead: ASCII text gives the same bytes,
+// and everything else comes back whole. Any other locale is used as it is.
+XMLValueTextWriter::CtypeForText::CtypeForText()
+    : d_replacement(ctypeIsTheCLocale() ? utf8Ctype() : locale_t(0)) {}
+
+XMLValueTextWriter::CtypeForText::Use::Use(const CtypeForText& ctype)
+    : d_previous(ctype.d_replacement != locale_t(0) ? ::uselocale(ctype.d_replacement)
+                                                    : locale_t(0)) {}
+
+XMLValueTextWriter::CtypeForText::Use::~Use() {
+    if (d_previous != locale_t(0)) {
+        ::uselocale(d_previous);
+    }
+}
 
 const char* xmlTypeKeyword(ISetting::Type type) {
     return keywordsOf(type).narrow;
@@ -96,6 +134,7 @@ std::streamsize XMLValueTextWriter::WideAppender::xsputn(const wchar_t* characte
 }
 
 const std::string& XMLValueTextWriter::valueText(ISetting& setting) {
+    const CtypeForText::Use ctype(d_ctype);
     d_wide.clear();
     formatValue(setting);
     narrowWide();
@@ -191,7 +230,9 @@ void XMLValueTextWriter::narrowWide() {
 XMLValueTextReader::XMLValueTextReader(xercesc::XMLTranscoder& wideTranscoder)
     : d_wideTranscoder(wideTranscoder) {
     setNumberFlags(d_stream);
-    d_stream.exceptions(std::ios_base::failbit);
+    // badbit too: a stream swallows an exception from inside a conversion (running out of
+    // memory) unless badbit is in the mask, and would leave the value unread.
+    d_stream.exceptions(std::ios_base::failbit | std::ios_base::badbit);
 }
 
 void XMLValueTextReader::readValue(const XMLCh* text, ISetting& setting) {
@@ -235,7 +276,7 @@ void XMLValueTextReader::readValue(const XMLCh* text, ISetting& setting) {
 template <class Read, class Stored>
 void XMLValueTextReader::readScalar(const XMLCh* text, ISetting& setting) {
     widen(text);
-    Read value;
+    Read value{};
     d_stream.clear();
     d_stream.str(d_wide);
     d_stream >> value;

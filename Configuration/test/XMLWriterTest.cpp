@@ -130,20 +130,19 @@ TEST(XMLWriter, TextsAreEscapedBinaryIsBase64InLinesOfSixtyAndEmptyValuesHaveNoT
     EXPECT_EQ('\n', text.back());
 }
 
-TEST(XMLWriter, TextIsCutAtANulOrAnUnconvertibleCharacterAndIsUtf8UnderUtf8) {
-    {
-        ScopedLocale locale("C");
-        EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\0cd", 5)));
-        EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\xc3\xa9z")));
-        EXPECT_EQ("ab",
-                  valueText(ISetting::unicodeString, "unicodeString", std::wstring(L"ab\u00e9z")));
-    }
-    ScopedLocale locale("C.UTF-8");
-    ASSERT_TRUE(locale.available());
+// Under "C" (a program that never calls setlocale) as under UTF-8, non-ASCII text is written
+// whole, as UTF-8; a NUL still ends the text.
+TEST(XMLWriter, TextIsUtf8UnderTheCLocaleAsUnderUtf8AndEndsAtANul) {
     const std::string utf8 = "ab\xc3\xa9z\xf0\x9f\x98\x80";
-    EXPECT_EQ(utf8, valueText(ISetting::stringType, "string", utf8));
-    EXPECT_EQ(utf8, valueText(ISetting::unicodeString, "unicodeString",
-                              std::wstring(L"ab\u00e9z\U0001F600")));
+    for (const char* name : {"C", "POSIX", "C.UTF-8"}) {
+        ScopedLocale locale(name);
+        ASSERT_TRUE(locale.available()) << name;
+        EXPECT_EQ("ab", valueText(ISetting::stringType, "string", std::string("ab\0cd", 5)));
+        EXPECT_EQ(utf8, valueText(ISetting::stringType, "string", utf8)) << name;
+        EXPECT_EQ(utf8, valueText(ISetting::unicodeString, "unicodeString",
+                                  std::wstring(L"ab\u00e9z\U0001F600")))
+            << name;
+    }
 }
 
 // The length query and a short buffer report the full length, copy nothing and keep the modified
@@ -200,25 +199,31 @@ TEST(XMLWriter, UnwritablePathsAndValuesFailAndWriteNothing) {
     EXPECT_EQ(12345u, length);
 }
 
-// A number facet that fails, standing in for a stream that runs out of memory mid-document.
-class FailingNumberFacet : public std::num_put<wchar_t> {
+// Digit grouping and a decimal comma, as some national locales have.
+class GroupingNumbers : public std::numpunct<wchar_t> {
   protected:
-    iter_type do_put(iter_type, std::ios_base&, wchar_t, double) const override {
-        throw std::runtime_error("no memory for a number");
-    }
+    wchar_t do_decimal_point() const override { return L','; }
+    wchar_t do_thousands_sep() const override { return L'.'; }
+    std::string do_grouping() const override { return "\3"; }
 };
 
-TEST(XMLWriter, AValueThatCannotBeFormattedFailsTheWriteInsteadOfBeingLeftEmpty) {
+// Numbers are written and read in the classic form whatever the program's global locale, so a
+// document means the same in every program.
+TEST(XMLWriter, NumbersAreWrittenAndReadInClassicFormUnderAGroupingGlobalLocale) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    put(*set, "a", ISetting::doubleType, 1.5);
-    put(*set, "b", ISetting::int32Type, int32_t(7));
+    put(*set, "/a", ISetting::doubleType, 1.5);
+    put(*set, "/b", ISetting::int32Type, int32_t(1234567));
+    const std::string classic = serialized(*set);
     const std::locale previous =
-        std::locale::global(std::locale(std::locale::classic(), new FailingNumberFacet));
-    size_t length = 12345;
-    EXPECT_THROW(set->serialize(nullptr, 0, &length), std::runtime_error);
+        std::locale::global(std::locale(std::locale::classic(), new GroupingNumbers));
+    const std::string grouped = serialized(*set);
+    AutoRefCounted<IConfigurationSet> back = newXmlSet();
+    unserialize(*back, classic);
     std::locale::global(previous);
-    EXPECT_EQ(12345u, length);
-    EXPECT_TRUE(set->checkModified());
+    EXPECT_EQ(classic, grouped);
+    EXPECT_NE(std::string::npos, grouped.find(">1234567<"));
+    EXPECT_EQ(1234567, valueAt<int32_t>(*back, "/b"));
+    EXPECT_EQ(1.5, valueAt<double>(*back, "/a"));
 }
 
 TEST(XMLWriter, APathDeeperThanTheNestingBoundFailsInsteadOfExhaustingTheStack) {

@@ -2,6 +2,8 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_XMLVALUETEXT_H
 
+#include <locale.h>
+
 #include <ostream>
 #include <sstream>
 #include <streambuf>
@@ -25,13 +27,14 @@ const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type);
 // The value type named by keyword (compared exactly). Returns false for any other text.
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 
-// Makes the value texts of one document. Numbers and booleans are formatted by a wide stream
-// (decimal integers, floating-point values widened to double in scientific notation with 53
-// digits after the point, booleans by name), strings are widened with the C library's
-// multibyte conversion, binary buffers become Base64. Every text is then converted to the
-// multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at the first character
-// that the locale cannot represent. One writer serves a whole document, so that its stream is
-// set up once.
+// Makes the value texts of one document. Numbers and booleans are formatted by a wide stream in
+// the classic conventions (decimal integers, floating-point values widened to double in
+// scientific notation with 53 digits after the point, booleans by name), strings are widened
+// with the C library's multibyte conversion, binary buffers become Base64. Every text is then
+// converted to the multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at
+// the first character that the locale cannot represent; under the "C" locale the conversions
+// are those of "C.UTF-8", so that no text is cut. One writer serves a whole document, so that
+// its stream and its choice of conversion are set up once.
 class XMLValueTextWriter {
   public:
     XMLValueTextWriter();
@@ -48,6 +51,27 @@ class XMLValueTextWriter {
     void widenMultibyte(const char* text, size_t length);
     void widenBinary(ISetting& setting);
     void narrowWide();
+
+    // The character conversions the value texts use: the calling thread's own, or "C.UTF-8"
+    // in place of the "C" locale, switched to for the length of one valueText call.
+    class CtypeForText {
+      public:
+        CtypeForText();
+
+        class Use {
+          public:
+            explicit Use(const CtypeForText& ctype);
+            ~Use();
+            Use(const Use&) = delete;
+            Use& operator=(const Use&) = delete;
+
+          private:
+            locale_t d_previous;  // 0 when nothing was switched
+        };
+
+      private:
+        locale_t d_replacement;  // 0 when the thread's own conversions serve
+    };
 
     // Appends what a stream writes to a wide string, so that a number is formatted in place.
     class WideAppender : public std::wstreambuf {
@@ -66,11 +90,13 @@ class XMLValueTextWriter {
     std::string d_narrow;
     WideAppender d_appender;  // appends to d_wide
     std::wostream d_stream;   // writes through d_appender
+    CtypeForText d_ctype;
 };
 
 // Reads the value texts of one document into new settings. Numbers and booleans are read by a
-// wide stream that throws std::ios_base::failure for text it cannot read; the text is first
-// converted to wchar_t with a UCS-4LE transcoder. One reader serves a whole document.
+// wide stream in the classic conventions that throws std::ios_base::failure for text it cannot
+// read; the text is first converted to wchar_t with a UCS-4LE transcoder. One reader serves a whole
+// document.
 class XMLValueTextReader {
   public:
     // wideTranscoder (UCS-4LE) is borrowed for the reader's lifetime.
