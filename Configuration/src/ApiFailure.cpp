@@ -2,16 +2,11 @@
 // ended it, and keeps the text per thread. Nothing is printed.
 #include <orvandel/configuration/internal/ApiFailure.h>
 
-#include <cerrno>
 #include <cstring>
 #include <ios>
 #include <new>
 #include <stdexcept>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -21,6 +16,7 @@
 #include <orvandel/configuration/ConfigurationAPI.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/internal/ThreadState.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
 
 namespace com {
@@ -30,9 +26,6 @@ namespace api {
 
 namespace {
 
-thread_local std::string sd_lastErrorMessage;
-// Set when the message itself could not be composed for lack of memory.
-thread_local bool sd_outOfMemory = false;
 const std::string sd_outOfMemoryMessage("out of memory");
 
 std::string quoted(const char* text) {
@@ -90,41 +83,13 @@ std::string translatedFailure(const Subject& subject, uint32_t code) {
     }
 }
 
-std::string describeError(int error) {
-    char text[256];
-    return strerror_r(error, text, sizeof text);
-}
-
-// A stream failure while loading: either the file cannot be read (it is opened again here, only
-// to word the message) or a value text in it cannot be read.
-std::string loadFailure(const Subject& subject) {
-    const int file = ::open(subject.file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) {
-        return "cannot open " + quoted(subject.file) + ": " + describeError(errno);
-    }
-    struct stat status;
-    const bool directory = ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
-    ::close(file);
-    if (directory) {
-        return "cannot open " + quoted(subject.file) + ": " + describeError(EISDIR);
+// The file layer words its failures whole (the file, the operation, the reason taken where
+// the call failed); any other stream failure is a value text that cannot be read.
+std::string streamFailure(const Subject& subject, const std::ios_base::failure& failure) {
+    if (failure.code().category() != std::iostream_category()) {
+        return failure.what();
     }
     return formFailure(subject) + ": a value text cannot be read";
-}
-
-// A stream failure while saving: errno, read right after it, tells the cause.
-std::string saveFailure(const Subject& subject, int error) {
-    std::string message = "cannot write " + quoted(subject.file);
-    if (error != 0) {
-        message += ": " + describeError(error);
-    }
-    return message;
-}
-
-std::string streamFailure(const Subject& subject, int error) {
-    if (subject.file == nullptr) {
-        return formFailure(subject) + ": a value text cannot be read";
-    }
-    return reads(operationOf(subject)) ? loadFailure(subject) : saveFailure(subject, error);
 }
 
 std::string xmlFailure(const XMLCh* text) {
@@ -136,7 +101,7 @@ std::string xmlFailure(const XMLCh* text) {
 }
 
 // Classifies the exception being handled; called inside a catch handler only.
-std::string composeFailure(const Subject& subject, uint32_t code, int error) {
+std::string composeFailure(const Subject& subject, uint32_t code) {
     try {
         throw;
     } catch (const std::bad_alloc&) {
@@ -148,8 +113,8 @@ std::string composeFailure(const Subject& subject, uint32_t code, int error) {
                std::to_string(tooSmall.capacity) + " available";
     } catch (const TypeCodeOutOfRange& outOfRange) {
         return "type code " + std::to_string(outOfRange.code) + " is not between 1 and 14";
-    } catch (const std::ios_base::failure&) {
-        return streamFailure(subject, error);
+    } catch (const std::ios_base::failure& failure) {
+        return streamFailure(subject, failure);
     } catch (const std::exception& failure) {
         return std::string(subject.function) + ": " + failure.what();
     } catch (const xercesc::DOMException& failure) {
@@ -167,14 +132,20 @@ std::string composeFailure(const Subject& subject, uint32_t code, int error) {
     }
 }
 
+// Without a thread state (memory exhausted) nothing can be kept, and the message read back is
+// the one of memory exhaustion.
 void remember(std::string&& message) noexcept {
-    sd_lastErrorMessage = std::move(message);
-    sd_outOfMemory = false;
+    if (ThreadState* state = threadState()) {
+        state->lastErrorMessage = std::move(message);
+        state->outOfMemory = false;
+    }
 }
 
 void rememberOutOfMemory() noexcept {
-    sd_lastErrorMessage.clear();
-    sd_outOfMemory = true;
+    if (ThreadState* state = threadState()) {
+        state->lastErrorMessage.clear();
+        state->outOfMemory = true;
+    }
 }
 
 }  // namespace
@@ -187,16 +158,26 @@ void recordNullArgument(const Subject& subject, const char* name) noexcept {
     }
 }
 
-void recordFailure(const Subject& subject, uint32_t code, int error) noexcept {
+void recordFailure(const Subject& subject, uint32_t code) noexcept {
     try {
-        remember(composeFailure(subject, code, error));
+        remember(composeFailure(subject, code));
     } catch (...) {
         rememberOutOfMemory();
     }
 }
 
 const std::string& lastErrorMessage() noexcept {
-    return sd_outOfMemory ? sd_outOfMemoryMessage : sd_lastErrorMessage;
+    const ThreadState* state = threadState();
+    return state == nullptr || state->outOfMemory ? sd_outOfMemoryMessage : state->lastErrorMessage;
+}
+
+const std::string& pathArgument(const unsigned char* text) {
+    ThreadState* state = threadState();
+    if (state == nullptr) {
+        throw std::bad_alloc();
+    }
+    state->pathScratch.assign(chars(text));
+    return state->pathScratch;
 }
 
 }  // namespace api

@@ -3,10 +3,9 @@
 // to the set's own serialize and unserialize.
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
-#include <system_error>
+
+#include <orvandel/configuration/internal/WholeFile.h>
 
 namespace com {
 namespace orvandel {
@@ -23,40 +22,23 @@ void ConfigurationSet::serialize(unsigned char*, size_t, size_t* reqLength) {
     throw unsupportedException;
 }
 
-// The stream throws std::ios_base::failure for every failed operation (a missing or unreadable
-// file, a short read). A directory opens like a file but measures as an absurd length that would
-// be allocated before the read fails, so it is refused as a failed stream straight away. The
-// buffer and the stream are released on every path by their own destructors, and exceptions
-// reach the caller unchanged.
+// The file is read whole, then handed to the set's own reader; a file that cannot be read
+// throws std::ios_base::failure before the set is touched.
 void ConfigurationSet::load(const std::string& filePath) {
     if (!d_capLoadSave) {
         throw unsupportedException;
     }
-    std::ifstream file;
-    file.exceptions(std::ios_base::failbit);
-    file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::in);
-    std::error_code ignored;
-    if (std::filesystem::is_directory(filePath, ignored)) {
-        file.setstate(std::ios_base::failbit);
-    }
-    file.seekg(0, std::ios_base::end);
-    const size_t serializedLength = static_cast<size_t>(file.tellg());
-    file.seekg(0, std::ios_base::beg);
-    const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
-    file.read(reinterpret_cast<char*>(serialized.get()),
-              static_cast<std::streamsize>(serializedLength));
-    unserialize(serialized.get(), serializedLength);
-    file.close();
+    const FileContents contents = readWholeFile(filePath);
+    unserialize(contents.bytes.get(), contents.length);
 }
 
-// The form is produced whole before the file is opened, so a set that cannot be serialised
-// never creates, truncates or otherwise touches the file.
+// The form is produced whole before the file is touched, so a set that cannot be serialised
+// never creates, truncates or otherwise changes the file; the file is then replaced, never
+// truncated in place where it can be helped, so a failed or interrupted save keeps the old one.
 void ConfigurationSet::save(const std::string& filePath) {
     if (!d_capLoadSave) {
         throw unsupportedException;
     }
-    std::ofstream file;
-    file.exceptions(std::ios_base::failbit);
     size_t serializedLength = 0;
     try {
         serialize(nullptr, 0, &serializedLength);
@@ -68,10 +50,7 @@ void ConfigurationSet::save(const std::string& filePath) {
     serializedLength += 1;
     const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
     serialize(serialized.get(), serializedLength, &serializedLength);
-    file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::out);
-    file.write(reinterpret_cast<const char*>(serialized.get()),
-               static_cast<std::streamsize>(serializedLength));
-    file.close();
+    replaceWholeFile(filePath, serialized.get(), serializedLength);
 }
 
 }  // namespace configuration

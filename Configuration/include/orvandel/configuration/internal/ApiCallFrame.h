@@ -4,7 +4,6 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_APICALLFRAME_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_APICALLFRAME_H
 
-#include <cerrno>
 #include <cstdint>
 #include <initializer_list>
 
@@ -100,18 +99,15 @@ inline bool argumentsPresent(const Subject& subject, std::initializer_list<Argum
     return true;
 }
 
-// Runs operation() and turns whatever it throws into a code and a message. errno is cleared
-// first and read right after the failure, so that a file error can be told by its cause.
+// Runs operation() and turns whatever it throws into a code and a message.
 template <class Family, class Operation>
 uint32_t guarded(const Subject& subject, Operation&& operation) noexcept {
-    errno = 0;
     try {
         operation();
         return ConfigurationResult_success;
     } catch (...) {
-        const int error = errno;
         const uint32_t code = codeOfCurrentException<Family>();
-        recordFailure(subject, code, error);
+        recordFailure(subject, code);
         return code;
     }
 }

@@ -20,11 +20,8 @@ inline const char* chars(const unsigned char* text) {
 // A path or branch argument as a std::string, held in a string of the calling thread that keeps
 // its capacity from call to call, so that looking a path up costs no allocation. Valid until the
 // thread's next call of this function; each flat function uses it for one argument at most.
-inline const std::string& pathArgument(const unsigned char* text) {
-    thread_local std::string path;
-    path.assign(chars(text));
-    return path;
-}
+// Throws std::bad_alloc when memory runs out.
+const std::string& pathArgument(const unsigned char* text);
 
 // What a call is about, filled in from its arguments (and the object it works on) before the
 // operation runs, so that a failure can be told in words. The pointers are borrowed for the call.
@@ -81,8 +78,8 @@ struct TypeCodeOutOfRange {
 void recordNullArgument(const Subject& subject, const char* name) noexcept;
 
 // To be called inside a catch handler: words the exception being handled, with the call's
-// subject and the errno captured right after the failure, as the thread's last error message.
-void recordFailure(const Subject& subject, uint32_t code, int error) noexcept;
+// subject, as the thread's last error message.
+void recordFailure(const Subject& subject, uint32_t code) noexcept;
 
 // The thread's last error message, empty when no call has failed on this thread yet.
 const std::string& lastErrorMessage() noexcept;
