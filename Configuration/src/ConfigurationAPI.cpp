@@ -157,10 +157,10 @@ uint32_t ConfigurationSet_serialize(void* instance, unsigned char* out, uint32_t
                 if (exception != IConfigurationSet::outBufferTooSmallException) {
                     throw;
                 }
-                *reqLength = cut(length);
-                throw BufferTooSmall{cut(length), outLength};
+                *reqLength = requiredLength(length);
+                throw BufferTooSmall{requiredLength(length), outLength};
             }
-            *reqLength = cut(length);
+            *reqLength = requiredLength(length);
         });
 }
 
@@ -334,12 +334,12 @@ uint32_t Setting_getBinaryBuffer(void* instance, unsigned char* binary, uint32_t
             const unsigned char* data = nullptr;
             size_t length = 0;
             setting.getLockedBinaryBuffer(&data, &length);
-            *reqLength = cut(length);
-            if (*reqLength > bufLength) {
+            *reqLength = requiredLength(length);
+            if (!fits(length, bufLength)) {
                 throw BufferTooSmall{*reqLength, bufLength};
             }
-            if (*reqLength != 0) {
-                std::memcpy(binary, data, *reqLength);
+            if (length != 0) {
+                std::memcpy(binary, data, length);
             }
         });
 }

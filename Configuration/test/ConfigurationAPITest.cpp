@@ -11,6 +11,7 @@
 
 #include <orvandel/configuration/ConfigurationAPI.h>
 #include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/internal/ApiBuffers.h>
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
@@ -192,4 +193,19 @@ TEST(ConfigurationAPIText, AValueHoldingANulIsCopiedUpToItWhileTheLengthCountsIt
     ASSERT_EQ(0u, Setting_getString(setting.operator->(), text, sizeof text, &required));
     EXPECT_EQ(6u, required);
     EXPECT_EQ(0, std::memcmp(text, "ab\0xxxxx", sizeof text));
+}
+
+// A text of 4 GiB or more never fits a 32-bit capacity: nothing is copied, whatever the capacity,
+// and the required length is reported as the largest count rather than cut to a small one.
+TEST(ConfigurationAPIText, TextLongerThanA32BitCountIsNeverCopied) {
+    const char text[] = "abcd";
+    for (const size_t length : {size_t{1} << 32, (size_t{1} << 32) + 4, size_t{UINT32_MAX}}) {
+        for (const uint32_t capacity : {uint32_t{16}, uint32_t{UINT32_MAX}}) {
+            unsigned char buffer[16] = {'x'};
+            uint32_t required = 0;
+            EXPECT_FALSE(api::copyText(text, length, buffer, capacity, &required)) << length;
+            EXPECT_EQ(UINT32_MAX, required);
+            EXPECT_EQ('x', buffer[0]);
+        }
+    }
 }

@@ -16,7 +16,9 @@
  * length. The buffer may be null when the capacity is 0, which only asks for the length. The
  * required length (text: its length plus the terminating NUL; bytes: the exact count) is stored
  * on success and also when the buffer is too small; then nothing is copied and the result is
- * ConfigurationResult_outBufferTooSmall.
+ * ConfigurationResult_outBufferTooSmall. What is longer than a uint32_t can count (4 GiB or more)
+ * never fits: its required length is reported as UINT32_MAX and the result is
+ * ConfigurationResult_outBufferTooSmall, with nothing copied.
  *
  * No exception ever leaves these functions. Each family translates its own exception values
  * into the codes below; any other failure inside the library (a file that cannot be opened or
