@@ -167,8 +167,11 @@ void recordFailure(const Subject& subject, uint32_t code) noexcept {
 }
 
 const std::string& lastErrorMessage() noexcept {
-    const ThreadState* state = threadState();
-    return state == nullptr || state->outOfMemory ? sd_outOfMemoryMessage : state->lastErrorMessage;
+    static const std::string sd_noFailure;
+    if (const ThreadState* state = existingThreadState()) {
+        return state->outOfMemory ? sd_outOfMemoryMessage : state->lastErrorMessage;
+    }
+    return threadStateLost() ? sd_outOfMemoryMessage : sd_noFailure;
 }
 
 const std::string& pathArgument(const unsigned char* text) {

@@ -10,8 +10,14 @@ namespace configuration {
 
 namespace {
 
+// Stands in the key's slot of a thread whose state could not be made: setting a slot takes no
+// memory, so the loss itself is remembered.
+char sd_lost;
+
 void deleteState(void* state) {
-    delete static_cast<ThreadState*>(state);
+    if (state != &sd_lost) {
+        delete static_cast<ThreadState*>(state);
+    }
 }
 
 // The key under which each thread's state hangs, made when the library is loaded. At unload the
@@ -41,17 +47,30 @@ const StateKey sd_stateKey;
 
 }  // namespace
 
-ThreadState* threadState() noexcept {
+ThreadState* existingThreadState() noexcept {
     if (!sd_stateKey.valid()) {
         return nullptr;
     }
-    if (void* existing = ::pthread_getspecific(sd_stateKey.key())) {
-        return static_cast<ThreadState*>(existing);
+    void* slot = ::pthread_getspecific(sd_stateKey.key());
+    return slot != &sd_lost ? static_cast<ThreadState*>(slot) : nullptr;
+}
+
+bool threadStateLost() noexcept {
+    return sd_stateKey.valid() && ::pthread_getspecific(sd_stateKey.key()) == &sd_lost;
+}
+
+ThreadState* threadState() noexcept {
+    if (ThreadState* existing = existingThreadState()) {
+        return existing;
+    }
+    if (!sd_stateKey.valid()) {
+        return nullptr;
     }
     ThreadState* state = new (std::nothrow) ThreadState;
-    if (state != nullptr && ::pthread_setspecific(sd_stateKey.key(), state) != 0) {
+    void* slot = state != nullptr ? static_cast<void*>(state) : &sd_lost;
+    if (::pthread_setspecific(sd_stateKey.key(), slot) != 0) {
         delete state;
-        state = nullptr;
+        return nullptr;
     }
     return state;
 }

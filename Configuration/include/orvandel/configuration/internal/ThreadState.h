@@ -15,10 +15,17 @@ struct ThreadState {
 };
 
 // The calling thread's state, made on its first use and freed when the thread ends (or the
-// library is unloaded); null when it cannot be made because memory is exhausted. Nothing here
-// can abort the process: the state is no thread_local object with a destructor, whose
-// registration the C library aborts on when it finds no memory.
+// library is unloaded); null when it cannot be made because memory is exhausted, which the
+// thread then remembers (see threadStateLost). Nothing here can abort the process: the state is
+// no thread_local object with a destructor, whose registration the C library aborts on when it
+// finds no memory.
 ThreadState* threadState() noexcept;
+
+// The calling thread's state if it has one; makes none.
+ThreadState* existingThreadState() noexcept;
+
+// True when the calling thread's state could not be made the last time it was needed.
+bool threadStateLost() noexcept;
 
 }  // namespace configuration
 }  // namespace orvandel
