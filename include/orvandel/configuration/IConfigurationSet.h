@@ -45,16 +45,26 @@ class ORVANDEL_API IConfigurationSet : public IRefCounted {
 
     // Reads the whole file at filePath and merges the settings it describes into the set:
     // settings at the paths it names are replaced, all others kept; the modified flag is clear
-    // afterwards. Throws unsupportedException (no file opened) when the set cannot load,
-    // std::ios_base::failure when the file cannot be opened or read, or the reader's exception
-    // (serializationFailureException for a malformed form). A failed load leaves the set's
-    // settings and its modified flag unchanged.
+    // afterwards. Only a regular file is read: a directory, FIFO, device or socket is refused at
+    // once, without waiting on it. Throws unsupportedException (no file opened) when the set
+    // cannot load, std::ios_base::failure (its what() names the file and the reason) when the
+    // file cannot be opened or read or is not a regular file, std::bad_alloc when it does not
+    // fit in memory, or the reader's exception (serializationFailureException for a malformed
+    // form). A failed load leaves the set's settings unchanged; the modified flag too, except
+    // that an XML set that built settings before failing reports itself modified.
     virtual void load(const std::string& filePath) = 0;
 
-    // Writes the set's serialised form to filePath, created or truncated. The file is opened only
-    // after the whole form is in memory, so a failure to serialise never touches it. Throws
-    // unsupportedException when the set cannot save, the serialiser's exception, or
-    // std::ios_base::failure when the file cannot be opened or written. Clears the modified flag.
+    // Writes the set's serialised form to filePath, created when missing. The form is made whole
+    // in memory first, so a failure to serialise never touches the file. The file is then
+    // replaced, not truncated: the form goes to a new file beside it (".NAME.*"), flushed to disk
+    // and renamed over it, so a failed or interrupted save leaves the old file whole. The file
+    // keeps its permissions (and owner and group where the process may set them), a new file
+    // gets those of a plain create, and a symbolic link is followed and kept. Where replacing is
+    // impossible or would break what the file is to its user (a directory the process cannot
+    // create files in, a file with several hard links, a device or FIFO), the file is written in
+    // place. Throws unsupportedException when the set cannot save, the serialiser's exception,
+    // or std::ios_base::failure (naming the file and the reason) when any write, flush, close or
+    // rename fails; the modified flag is cleared once the form is made.
     virtual void save(const std::string& filePath) = 0;
 
     // True when serialize() and unserialize() are supported. Throws nothing.
