@@ -111,7 +111,7 @@ ORVANDEL_BENCHMARK(enumerate_branch);
 void binary_serialize(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     AutoRefCounted<IConfigurationSet> set = buildSet("BinaryConfigurationSet", load);
-    std::vector<unsigned char> form(serializeAll(*set).size());
+    std::vector<unsigned char> form(serialize(*set).size());
     for (auto _ : state) {
         size_t length = 0;
         try {
@@ -128,7 +128,7 @@ ORVANDEL_BENCHMARK(binary_serialize);
 void binary_read(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     timeReads(state, "BinaryConfigurationSet",
-              serializeAll(*buildSet("BinaryConfigurationSet", load)));
+              serialize(*buildSet("BinaryConfigurationSet", load)));
     countSettings(state, load.paths.size());
 }
 ORVANDEL_BENCHMARK(binary_read);
