@@ -32,12 +32,12 @@ using com::orvandel::configuration::IConfigurationSet;
 using com::orvandel::configuration::ISetting;
 using com::orvandel::configuration::Setting;
 
-// The enumeration value that operation throws, or nothing when it throws none.
+// The value of type Exception that operation throws, or nothing when it throws none.
 template <class Exception>
 std::optional<Exception> thrownValue(const std::function<void()>& operation) {
     try {
         operation();
-    } catch (Exception exception) {
+    } catch (const Exception& exception) {
         return exception;
     }
     return std::nullopt;
