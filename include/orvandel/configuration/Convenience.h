@@ -283,7 +283,8 @@ T get(const IConfigurationSet& set, const std::string& path, const T& fallback) 
 //   value;
 // - a setting of another type: it is removed and a new setting inserted in its place; handles to
 //   the old one keep the old object and value.
-// Each way raises the set's modified flag, as insertSetting, setValue and removeSetting do. Throws
+// Each way raises the set's modified flag, as insertSetting, setValue and removeSetting do. The set
+// holds the only reference to a new setting; the caller has nothing to release. Throws
 // std::invalid_argument for a null text pointer (nothing changes) and std::bad_alloc; when memory
 // runs out while a setting of another type is replaced, the old one may already be removed.
 template <class T>
@@ -317,15 +318,16 @@ void put(IConfigurationSet& set, const std::string& path, const T& value) {
 // const). The branch is a plain prefix, as for retrieveSettingByIndex. Each step is one by-index
 // lookup that continues where the previous one ended, so a whole branch costs time linear in its
 // size, as long as no other by-index enumeration of the same set is interleaved. Inserting or
-// removing settings during the loop shifts the indices (entries may be skipped or repeated) but is
-// safe. The end of the branch is found inside the iterator; nothing is thrown at the caller
-// except std::bad_alloc.
+// removing settings during the loop is safe, but shifts the indices (entries may be skipped or
+// repeated) and makes the next step walk from the branch's first path again. The end of the branch
+// is found inside the iterator; nothing is thrown at the caller except std::bad_alloc.
 template <class Set>
 class BranchEntries {
   public:
     using SettingHandle =
         AutoRefCounted<std::conditional_t<std::is_const_v<Set>, const ISetting, ISetting>>;
 
+    // One setting of the branch, as the loop variable binds it: auto& [path, setting].
     struct Entry {
         const std::string& path;
         SettingHandle setting;
@@ -342,9 +344,11 @@ class BranchEntries {
 
         Iterator() = default;
 
+        // The current entry, valid until the iterator moves; not at the end.
         const Entry& operator*() const { return *d_entry; }
         const Entry* operator->() const { return &*d_entry; }
 
+        // Looks up the next entry, or becomes the end.
         Iterator& operator++() {
             ++d_index;
             fetch();
@@ -385,8 +389,10 @@ class BranchEntries {
         std::optional<Entry> d_entry;
     };
 
+    // Borrows set, which must outlive the range and its iterators; copies branch.
     BranchEntries(Set& set, const std::string& branch) : d_set(&set), d_branch(branch) {}
 
+    // The first entry of the branch (looked up now), or the end when the branch is empty.
     Iterator begin() const { return Iterator(this); }
     Iterator end() const { return Iterator(); }
 
