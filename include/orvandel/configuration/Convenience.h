@@ -7,8 +7,8 @@
 // put(set, "x", "text") stores a string (never a bool) and put(set, "x", uint16_t{8080}) a uint16.
 // Values never convert: reading a uint16 setting as uint32_t fails, as it does through ISetting.
 // The functions take the objects themselves (`*handle`) and borrow them for the call; handles
-// they return own their reference.
-// The objects keep their own rules: a set and its settings are used by one thread at a time.
+// they return own their reference. The objects keep their own rules: a set and its settings are
+// used by one thread at a time.
 #ifndef ORVANDEL_CONFIGURATION_CONVENIENCE_H
 #define ORVANDEL_CONFIGURATION_CONVENIENCE_H
 
