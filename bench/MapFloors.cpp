@@ -111,7 +111,7 @@ ORVANDEL_BENCHMARK(map_walk_branch);
 void map_walk_memcpy(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     const PlainMap map = buildPlainMap(load);
-    const std::vector<unsigned char> form = serializeAll(*buildSet("BinaryConfigurationSet", load));
+    const std::vector<unsigned char> form = serialize(*buildSet("BinaryConfigurationSet", load));
     std::vector<unsigned char> copy(form.size());
     for (auto _ : state) {
         uint64_t sum = 0;

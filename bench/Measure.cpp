@@ -26,6 +26,7 @@ const Comparison kComparisons[] = {
     {"C lookup + get", "c_lookup_get", "lookup", 1.2, 100000},
     {"C lookup + set", "c_lookup_set", "lookup_set", 1.2, 100000},
     {"enumerate all by index", "enumerate_all", "map_walk", 2.0, 1000000},
+    {"range-for over all (C++ layer)", "entries_all", "enumerate_all", 1.2, 1000000},
     {"enumerate one branch by index", "enumerate_branch", "map_walk_branch", 0, 0},
     {"binary serialise", "binary_serialize", "map_walk_memcpy", 1.5, 100000},
     {"binary read", "binary_read", "map_build_sorted", 1.5, 100000},

@@ -1,6 +1,7 @@
 // The library through its object interfaces, and the binary form.
 #include <string>
 
+#include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/IConfigurationSetFactory.h>
 
 #include "Measure.h"
@@ -80,6 +81,22 @@ void enumerate_all(benchmark::State& state) {
 }
 ORVANDEL_BENCHMARK(enumerate_all);
 
+// The same walk as enumerate_all through the C++ layer's range-for over the empty branch.
+void entries_all(benchmark::State& state) {
+    const Workload& load = workload(state.range(0));
+    AutoRefCounted<IConfigurationSet> set = buildSet("BinaryConfigurationSet", load);
+    const IConfigurationSet& walked = *set;
+    for (auto _ : state) {
+        uint64_t sum = 0;
+        for (const auto& [path, setting] : com::orvandel::configuration::entries(walked, "")) {
+            sum += path.size() + touchSetting(*setting);
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    countSettings(state, load.paths.size());
+}
+ORVANDEL_BENCHMARK(entries_all);
+
 void enumerate_branch(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     AutoRefCounted<IConfigurationSet> set = buildSet("BinaryConfigurationSet", load);
@@ -94,7 +111,7 @@ ORVANDEL_BENCHMARK(enumerate_branch);
 void binary_serialize(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     AutoRefCounted<IConfigurationSet> set = buildSet("BinaryConfigurationSet", load);
-    std::vector<unsigned char> form(serializeAll(*set).size());
+    std::vector<unsigned char> form(serialize(*set).size());
     for (auto _ : state) {
         size_t length = 0;
         try {
@@ -111,7 +128,7 @@ ORVANDEL_BENCHMARK(binary_serialize);
 void binary_read(benchmark::State& state) {
     const Workload& load = workload(state.range(0));
     timeReads(state, "BinaryConfigurationSet",
-              serializeAll(*buildSet("BinaryConfigurationSet", load)));
+              serialize(*buildSet("BinaryConfigurationSet", load)));
     countSettings(state, load.paths.size());
 }
 ORVANDEL_BENCHMARK(binary_read);

@@ -227,18 +227,6 @@ AutoRefCounted<IConfigurationSet> buildSet(const char* type, const Workload& loa
     return set;
 }
 
-std::vector<unsigned char> serializeAll(IConfigurationSet& set) {
-    size_t length = 0;
-    try {
-        set.serialize(nullptr, 0, &length);
-        return {};
-    } catch (IConfigurationSet::ConfigurationSetException) {
-    }
-    std::vector<unsigned char> form(length);
-    set.serialize(form.data(), form.size(), &length);
-    return form;
-}
-
 void timeReads(benchmark::State& state, const char* type, const std::vector<unsigned char>& form) {
     const auto* factory = getConfigurationSetFactory();
     for (auto _ : state) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/ISetting.h>
 
@@ -20,6 +21,7 @@ namespace orvandel_bench {
 using com::orvandel::AutoRefCounted;
 using com::orvandel::configuration::IConfigurationSet;
 using com::orvandel::configuration::ISetting;
+using com::orvandel::configuration::serialize;  // the set's whole serialised form
 
 // One typed value, held the way a plain program would hold it: the floors of the benchmarks
 // keep these in a std::map<std::string, std::unique_ptr<Value>>, one heap object per setting,
@@ -67,9 +69,6 @@ uint64_t touchValue(const Value& value);
 
 // A library set of the given type holding the workload.
 AutoRefCounted<IConfigurationSet> buildSet(const char* type, const Workload& load);
-
-// The set's whole serialised form (length query, then fill).
-std::vector<unsigned char> serializeAll(IConfigurationSet& set);
 
 // Times reading `form` into a fresh, empty set of the given type per iteration (creating and
 // destroying the set are not timed).

@@ -15,7 +15,7 @@ const std::vector<unsigned char>& xmlForm(const Workload& load) {
     static std::map<const Workload*, std::vector<unsigned char>> forms;
     auto found = forms.find(&load);
     if (found == forms.end()) {
-        found = forms.emplace(&load, serializeAll(*buildSet("XMLConfigurationSet", load))).first;
+        found = forms.emplace(&load, serialize(*buildSet("XMLConfigurationSet", load))).first;
     }
     return found->second;
 }
@@ -25,7 +25,7 @@ namespace {
 // One serialisation into a buffer that fits, as a caller that keeps its buffer makes it.
 void serializeInto(benchmark::State& state, const Workload& load) {
     AutoRefCounted<IConfigurationSet> set = buildSet("XMLConfigurationSet", load);
-    std::vector<unsigned char> form(serializeAll(*set).size());
+    std::vector<unsigned char> form(serialize(*set).size());
     for (auto _ : state) {
         size_t length = 0;
         set->serialize(form.data(), form.size(), &length);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
@@ -31,12 +32,12 @@ using com::orvandel::configuration::IConfigurationSet;
 using com::orvandel::configuration::ISetting;
 using com::orvandel::configuration::Setting;
 
-// The enumeration value that operation throws, or nothing when it throws none.
+// The value of type Exception that operation throws, or nothing when it throws none.
 template <class Exception>
 std::optional<Exception> thrownValue(const std::function<void()>& operation) {
     try {
         operation();
-    } catch (Exception exception) {
+    } catch (const Exception& exception) {
         return exception;
     }
     return std::nullopt;
@@ -85,20 +86,9 @@ inline bool setsEqual(const AutoRefCounted<IConfigurationSet>& left,
     return left->equals(com::orvandel::const_pointer_cast<const IConfigurationSet>(right));
 }
 
-// The set's whole serialised form, obtained with the length query and a second call.
+// The set's whole serialised form.
 inline std::vector<unsigned char> serializedForm(IConfigurationSet& set) {
-    size_t length = 0;
-    try {
-        set.serialize(nullptr, 0, &length);
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        if (exception != IConfigurationSet::outBufferTooSmallException) {
-            throw;
-        }
-    }
-    std::vector<unsigned char> bytes(length);
-    set.serialize(bytes.data(), bytes.size(), &length);
-    bytes.resize(length);
-    return bytes;
+    return com::orvandel::configuration::serialize(set);
 }
 
 // The paths of the set in its own order, by enumerating the empty branch.
