@@ -21,5 +21,9 @@ void use(IConfigurationSet& set) {
     put(set, "x", 1LL);
 #elif defined(REFUSE_VIEW_READ)
     get<std::string_view>(set, "x");
+#elif defined(REFUSE_TEXT_FALLBACK_FOR_BOOL)
+    get<bool>(set, "x", "no");
 #endif
+    get<bool>(set, "x", true);
+    get<std::string>(set, "x", "text");
 }

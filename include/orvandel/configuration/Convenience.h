@@ -279,6 +279,17 @@ T get(const IConfigurationSet& set, const std::string& path, const T& fallback) 
     return setting == nullptr ? fallback : detail::checkedValue<T>(*setting, path);
 }
 
+// A pointer would silently convert to a bool fallback: get<bool>(set, path, "no") refuses to
+// compile instead of returning true for a missing setting.
+template <
+    class T, class Fallback,
+    std::enable_if_t<std::is_same_v<T, bool> && std::is_pointer_v<std::decay_t<Fallback>>, int> = 0>
+T get(const IConfigurationSet&, const std::string&, const Fallback&) {
+    static_assert(!std::is_pointer_v<std::decay_t<Fallback>>,
+                  "get<bool>: the fallback must be a bool, not a pointer or text");
+    return false;
+}
+
 // Stores value at path as a setting of the type its C++ type maps to, in one call:
 // - nothing at path: a new setting from the factory is inserted;
 // - a setting of the same type: its value is set in place, so every handle to it sees the new
