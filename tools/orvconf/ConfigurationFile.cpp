@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <ios>
+#include <iostream>
 #include <new>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "FileIO.h"
 #include "SetContents.h"
 #include "ValueFormat.h"
+#include "XmlEdit.h"
 
 using com::orvandel::AutoRefCounted;
 using com::orvandel::configuration::IConfigurationSet;
@@ -84,17 +86,17 @@ ConfigurationFile readBytes(const std::string& file, const std::vector<unsigned 
         if (!set) {
             throw Failure(file + ": not " + formDescription(*forced) + ": " + reason);
         }
-        return {set, *forced};
+        return {set, *forced, bytes};
     }
     std::string binaryReason;
     AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, Format::binary, binaryReason);
     if (!!set) {
-        return {set, Format::binary};
+        return {set, Format::binary, bytes};
     }
     std::string xmlReason;
     set = tryRead(file, bytes, Format::xml, xmlReason);
     if (!!set) {
-        return {set, Format::xml};
+        return {set, Format::xml, bytes};
     }
     throw Failure(file + ": not " + formDescription(Format::binary) + " (" + binaryReason +
                   ") and not " + formDescription(Format::xml) + " (" + xmlReason + ")");
@@ -183,6 +185,45 @@ std::vector<unsigned char> verifiedForm(const std::string& file, const IConfigur
                                          : ""));
 }
 
+// The setting element in a document the library wrote for one setting.
+std::string settingElementIn(const std::vector<unsigned char>& bytes) {
+    const std::string document(bytes.begin(), bytes.end());
+    const size_t begin = document.find("<setting ");
+    const size_t end = document.find("</setting>", begin);
+    return begin == std::string::npos || end == std::string::npos
+               ? std::string()
+               : document.substr(begin, end + 10 - begin);
+}
+
+// The document of edited with the settings at paths set or removed in place, when it reads back
+// to exactly edited.set.
+std::optional<std::vector<unsigned char>> editedDocument(const std::string& file,
+                                                         const ConfigurationFile& edited,
+                                                         const std::vector<std::string>& paths) {
+    std::string document(edited.bytes.begin(), edited.bytes.end());
+    for (const std::string& path : paths) {
+        if (!findSetting(*edited.set, path)) {
+            document = removeXmlSetting(document, path);
+            continue;
+        }
+        std::string reason;
+        const std::optional<std::vector<unsigned char>> alone =
+            faithfulForm(file, *edited.set, Format::xml, &path, reason);
+        const std::string element = alone ? settingElementIn(*alone) : std::string();
+        if (element.empty()) {
+            return std::nullopt;
+        }
+        document = setXmlSetting(document, path, element);
+    }
+    std::vector<unsigned char> bytes(document.begin(), document.end());
+    std::string reason;
+    const AutoRefCounted<IConfigurationSet> readBack = tryRead(file, bytes, Format::xml, reason);
+    if (!readBack || !compareSets(*edited.set, *readBack).empty()) {
+        return std::nullopt;
+    }
+    return bytes;
+}
+
 }  // namespace
 
 std::optional<Format> formatFromName(const std::string& name) {
@@ -215,13 +256,30 @@ ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
     const std::optional<std::vector<unsigned char>> bytes = readWholeFile(file);
     if (!bytes) {
         const Format format = forced ? *forced : formatForNewFile(file);
-        return {newSet(format, file), format};
+        return {newSet(format, file), format, {}};
     }
     return readBytes(file, *bytes, forced);
 }
 
-void writeConfigurationFile(const std::string& file, const IConfigurationSet& set, Format format) {
-    replaceFile(file, verifiedForm(file, set, format));
+void writeConfigurationFile(const std::string& file, const IConfigurationSet& set, Format format,
+                            bool force) {
+    replaceFile(file, verifiedForm(file, set, format), force);
+}
+
+void writeEditedFile(const std::string& file, const ConfigurationFile& edited,
+                     const std::vector<std::string>& paths, bool force) {
+    if (edited.format != Format::xml || edited.bytes.empty()) {
+        writeConfigurationFile(file, *edited.set, edited.format, force);
+        return;
+    }
+    const std::optional<std::vector<unsigned char>> document = editedDocument(file, edited, paths);
+    if (document) {
+        replaceFile(file, *document, force);
+        return;
+    }
+    writeConfigurationFile(file, *edited.set, edited.format, force);
+    std::cerr << "orvconf: " << file
+              << ": note: the edit could not be made in place; the document was written whole\n";
 }
 
 }  // namespace orvconf

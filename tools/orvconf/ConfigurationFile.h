@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/IConfigurationSet.h>
@@ -23,11 +24,12 @@ Format formatForNewFile(const std::string& file);
 struct ConfigurationFile {
     com::orvandel::AutoRefCounted<com::orvandel::configuration::IConfigurationSet> set;
     Format format;
+    std::vector<unsigned char> bytes;  // the contents read; empty for a new file
 };
 
-// Reads file. With a forced format only that form is tried; otherwise a file that reads as a
-// binary stream is binary, and anything else must be an XML document. Throws Failure naming the
-// file and, when no form fits, the reason for each form tried.
+// Reads file ("-": standard input). With a forced format only that form is tried; otherwise a file
+// that reads as a binary stream is binary, and anything else must be an XML document. Throws
+// Failure naming the file and, when no form fits, the reason for each form tried.
 ConfigurationFile readConfigurationFile(const std::string& file, std::optional<Format> forced);
 
 // As readConfigurationFile, but a missing file gives an empty set in the forced format, or in
@@ -35,13 +37,20 @@ ConfigurationFile readConfigurationFile(const std::string& file, std::optional<F
 ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
                                                 std::optional<Format> forced);
 
-// Writes every setting of set to file in format, crash-safely (see replaceFile). The form is
-// serialised in memory and read back first; when it would not give back exactly the same paths
-// and values (the XML form cannot hold every path or value), nothing is written and Failure
-// names the first path that does not survive.
+// Writes every setting of set to file in format, crash-safely (see replaceFile; force lets a
+// file its mode protects be replaced). The form is serialised in memory and read back first;
+// when it would not give back exactly the same paths and values (the XML form cannot hold every
+// path or value), nothing is written and Failure names the first path that does not survive.
 void writeConfigurationFile(const std::string& file,
                             const com::orvandel::configuration::IConfigurationSet& set,
-                            Format format);
+                            Format format, bool force);
+
+// Writes file back after the settings at paths were set or removed in edited.set. An existing
+// XML document is edited in place (see XmlEdit.h) when the edited bytes read back to exactly
+// edited.set; otherwise, and for the binary form, the file is written whole as by
+// writeConfigurationFile.
+void writeEditedFile(const std::string& file, const ConfigurationFile& edited,
+                     const std::vector<std::string>& paths, bool force);
 
 }  // namespace orvconf
 

@@ -99,6 +99,52 @@ mode_t permissionsFor(const std::string& target) {
     return 0666 & ~mask;
 }
 
+// Writes all of bytes to an open descriptor; false with errno set when that fails.
+bool writeAll(int descriptor, const std::vector<unsigned char>& bytes) {
+    size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = ::write(descriptor, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return false;
+        }
+        written += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+// Writes to standard output or to a target that is not a regular file, in place.
+void writeInPlace(const std::string& file, const std::vector<unsigned char>& bytes) {
+    const bool standardOutput = isStandardStream(file);
+    const int descriptor =
+        standardOutput ? 1 : ::open(file.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw Failure(file + ": cannot open: " + systemError());
+    }
+    const bool written = writeAll(descriptor, bytes);
+    const std::string reason = written ? "" : systemError();
+    if (!standardOutput && ::close(descriptor) != 0 && written) {
+        throw Failure(file + ": cannot write: " + systemError());
+    }
+    if (!written) {
+        throw Failure(file + ": cannot write: " + reason);
+    }
+}
+
+// True when the permission bits of an existing file let this process's user write it (the
+// owner's, the group's or the others' bits, whichever class the user falls in).
+bool modeAllowsWriting(const struct stat& status) {
+    if (status.st_uid == ::geteuid()) {
+        return (status.st_mode & S_IWUSR) != 0;
+    }
+    if (status.st_gid == ::getegid()) {
+        return (status.st_mode & S_IWGRP) != 0;
+    }
+    return (status.st_mode & S_IWOTH) != 0;
+}
+
 void syncDirectory(const std::string& directory) {
     const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor >= 0) {
@@ -111,35 +157,57 @@ void syncDirectory(const std::string& directory) {
 }  // namespace
 
 std::optional<std::vector<unsigned char>> readWholeFile(const std::string& file) {
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    const bool standardInput = isStandardStream(file);
+    const int descriptor = standardInput ? 0 : ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
         if (errno == ENOENT) {
             return std::nullopt;
         }
         throw Failure(file + ": cannot open: " + systemError());
     }
+    struct stat status {};
+    const bool limited = ::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode);
     std::vector<unsigned char> bytes;
     unsigned char block[65536];
+    std::string failure;
     for (;;) {
         const ssize_t count = ::read(descriptor, block, sizeof block);
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count < 0) {
-            const std::string reason = systemError();
-            ::close(descriptor);
-            throw Failure(file + ": cannot read: " + reason);
+            failure = file + ": cannot read: " + systemError();
+            break;
         }
         if (count == 0) {
             break;
         }
+        if (limited && bytes.size() + static_cast<size_t>(count) > kStreamInputLimit) {
+            failure = file + ": more than " + std::to_string(kStreamInputLimit >> 20) +
+                      " MiB from an input that is not a regular file";
+            break;
+        }
         bytes.insert(bytes.end(), block, block + count);
     }
-    ::close(descriptor);
+    if (!standardInput) {
+        ::close(descriptor);
+    }
+    if (!failure.empty()) {
+        throw Failure(failure);
+    }
     return bytes;
 }
 
-void replaceFile(const std::string& file, const std::vector<unsigned char>& bytes) {
+void replaceFile(const std::string& file, const std::vector<unsigned char>& bytes, bool force) {
+    struct stat existing {};
+    const bool exists = !isStandardStream(file) && ::stat(file.c_str(), &existing) == 0;
+    if (isStandardStream(file) || (exists && !S_ISREG(existing.st_mode))) {
+        writeInPlace(file, bytes);
+        return;
+    }
+    if (exists && !force && !modeAllowsWriting(existing)) {
+        throw Failure(file + ": its mode does not allow writing it (--force replaces it)");
+    }
     const std::string target = resolveTarget(file);
     const size_t slash = target.rfind('/');
     const std::string directory =
@@ -157,17 +225,8 @@ void replaceFile(const std::string& file, const std::vector<unsigned char>& byte
         throw Failure(file + ": cannot set the permissions of " + temporary.path() + ": " +
                       systemError());
     }
-    size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count =
-            ::write(temporary.descriptor(), bytes.data() + written, bytes.size() - written);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            throw Failure(file + ": cannot write " + temporary.path() + ": " + systemError());
-        }
-        written += static_cast<size_t>(count);
+    if (!writeAll(temporary.descriptor(), bytes)) {
+        throw Failure(file + ": cannot write " + temporary.path() + ": " + systemError());
     }
     if (::fsync(temporary.descriptor()) != 0 || !temporary.close()) {
         throw Failure(file + ": cannot flush " + temporary.path() + " to disk: " + systemError());

@@ -17,8 +17,9 @@ bool sameSetting(const ISetting& left, const ISetting& right) {
            formatValue(left, TextStyle::quoted) == formatValue(right, TextStyle::quoted);
 }
 
-// The setting at path, or an empty handle.
-AutoRefCounted<const ISetting> find(const IConfigurationSet& set, const std::string& path) {
+}  // namespace
+
+AutoRefCounted<const ISetting> findSetting(const IConfigurationSet& set, const std::string& path) {
     try {
         return set.retrieveLockedSetting(path);
     } catch (IConfigurationSet::ConfigurationSetException) {
@@ -26,7 +27,13 @@ AutoRefCounted<const ISetting> find(const IConfigurationSet& set, const std::str
     }
 }
 
-}  // namespace
+bool inBranch(const std::string& path, const std::string& branch) {
+    if (path.compare(0, branch.size(), branch) != 0) {
+        return false;
+    }
+    return branch.empty() || branch.back() == '/' || path.size() == branch.size() ||
+           path[branch.size()] == '/';
+}
 
 void forEachSetting(const IConfigurationSet& set, const std::string& branch,
                     const std::function<void(const std::string&, const ISetting&)>& visit) {
@@ -46,7 +53,7 @@ std::vector<Difference> compareSets(const IConfigurationSet& before,
                                     const IConfigurationSet& after) {
     std::vector<Difference> differences;
     forEachSetting(before, "", [&](const std::string& path, const ISetting& setting) {
-        const AutoRefCounted<const ISetting> other = find(after, path);
+        const AutoRefCounted<const ISetting> other = findSetting(after, path);
         if (!other) {
             differences.push_back({Difference::removed, path});
         } else if (!sameSetting(setting, *other)) {
@@ -54,7 +61,7 @@ std::vector<Difference> compareSets(const IConfigurationSet& before,
         }
     });
     forEachSetting(after, "", [&](const std::string& path, const ISetting&) {
-        if (!find(before, path)) {
+        if (!findSetting(before, path)) {
             differences.push_back({Difference::added, path});
         }
     });

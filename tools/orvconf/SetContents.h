@@ -18,6 +18,14 @@ void forEachSetting(
     const std::function<void(const std::string&, const com::orvandel::configuration::ISetting&)>&
         visit);
 
+// The setting at path, or an empty handle when there is none.
+com::orvandel::AutoRefCounted<const com::orvandel::configuration::ISetting> findSetting(
+    const com::orvandel::configuration::IConfigurationSet& set, const std::string& path);
+
+// True when path lies in branch by whole segments: branch is empty, or ends in "/" and begins
+// path, or equals path, or is followed in path by a "/".
+bool inBranch(const std::string& path, const std::string& branch);
+
 struct Difference {
     enum Kind { added, removed, changed };
     Kind kind;

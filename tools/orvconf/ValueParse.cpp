@@ -63,7 +63,14 @@ bool parseBool(const std::string& text) {
 }
 
 void assignBinary(ISetting& setting, const std::string& text) {
-    const std::optional<std::vector<unsigned char>> bytes = decodeBase64(text);
+    // Line breaks and blanks are ignored, so wrapped Base64 (as base64(1) prints it) reads.
+    std::string compact;
+    for (const char c : text) {
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') {
+            compact += c;
+        }
+    }
+    const std::optional<std::vector<unsigned char>> bytes = decodeBase64(compact);
     if (!bytes) {
         throw std::invalid_argument("not canonical Base64");
     }

@@ -4,8 +4,8 @@
 // and floating-point types. A number outside the type's range is an error, never wrapped or
 // clamped; a float or double that overflows, or that underflows to zero from a non-zero text, is
 // out of range. "nan", "inf" and "-inf" are accepted for float and double. bool is exactly
-// "true" or "false"; binary is canonical Base64; unicodeString is well-formed UTF-8; string is
-// taken byte for byte.
+// "true" or "false"; binary is canonical Base64 once line breaks and blanks are dropped;
+// unicodeString is well-formed UTF-8; string is taken byte for byte.
 #ifndef ORVCONF_VALUEPARSE_H
 #define ORVCONF_VALUEPARSE_H
 

@@ -23,16 +23,16 @@ std::string oneLine(const std::string& message) {
     return line;
 }
 
-int fail(const std::string& message) {
+int fail(const std::string& message, int status = 2) {
     std::cout.flush();
     std::cerr << "orvconf: " << oneLine(message) << std::endl;
-    return 2;
+    return status;
 }
 
 int run(const std::vector<std::string>& arguments) {
     const orvconf::CommandLine line = orvconf::parseCommandLine(arguments);
     if (line.help) {
-        std::cout << orvconf::usageText();
+        std::cout << orvconf::usageText(line.command);
     } else if (line.version) {
         std::cout << "orvconf (Orvandel Configuration) " << ORVCONF_LIBRARY_VERSION << '\n';
     } else {
@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
     try {
         return run(std::vector<std::string>(argv + 1, argv + argc));
     } catch (const orvconf::Failure& failure) {
-        return fail(failure.what());
+        return fail(failure.what(), failure.status());
     } catch (const std::bad_alloc&) {
         return fail("out of memory");
     } catch (const std::exception& error) {

@@ -23,12 +23,24 @@ const std::string kHandWrittenStream(
 class CommandsTest : public OrvconfTest {};
 
 TEST_F(CommandsTest, HelpAndVersionPrintToStandardOutput) {
-    for (const auto& arguments :
-         {std::vector<std::string>{"--help"}, std::vector<std::string>{"diff", "--help"}}) {
+    const char* commands[] = {"print",   "get",  "set",    "remove", "list",
+                              "convert", "diff", "export", "import", "help"};
+    for (const auto& arguments : {std::vector<std::string>{"--help"}, {"-h"}, {"help"}}) {
         const ProgramResult help = orvconf(arguments);
         expectSuccess(help);
-        for (const char* command : {"print", "get", "set", "remove", "list", "convert", "diff"}) {
-            EXPECT_NE(help.out.find(command), std::string::npos) << command;
+        for (const char* command : commands) {
+            EXPECT_NE(help.out.find(std::string("  ") + command + " "), std::string::npos)
+                << command;
+        }
+    }
+    // Each command's own help names it and no other.
+    for (const char* command : commands) {
+        for (const auto& arguments :
+             {std::vector<std::string>{command, "--help"}, {command, "-h"}, {"help", command}}) {
+            const ProgramResult help = orvconf(arguments);
+            expectSuccess(help);
+            EXPECT_EQ(help.out.rfind(std::string("usage: orvconf ") + command + " ", 0), 0u)
+                << help.out;
         }
     }
     const ProgramResult version = orvconf({"--version"});
@@ -117,17 +129,21 @@ TEST_F(CommandsTest, GetPrintsTheValueAloneOrNamesFileAndPathOfAMissingOne) {
     expectSuccess(raw);
     EXPECT_EQ(raw.out, std::string("\0\1\2\3", 4));
 
-    expectFailure(orvconf({"get", file("g.cfg"), "missing/path"}),
-                  {file("g.cfg"), "missing/path", "no such setting"});
+    ProgramResult missing = orvconf({"get", file("g.cfg"), "missing/path"});
+    EXPECT_EQ(missing.status, 1);  // nothing matched; 2 stays for errors
+    missing.status = 2;
+    expectFailure(missing, {file("g.cfg"), "missing/path", "no such setting"});
 
     // Negative numbers are values, not options.
     set("g.cfg", "-p", "int32", "-7");
     EXPECT_EQ(orvconf({"get", file("g.cfg"), "-p"}).out, "-7\n");
 }
 
-TEST_F(CommandsTest, SetReplacesASettingEvenOfAnotherTypeAndKeepsTheOthers) {
+TEST_F(CommandsTest, SetReplacesASettingOfAnotherTypeOnlyWhenToldAndKeepsTheOthers) {
     set("r.cfg", "k", "int32", "1");
-    set("r.cfg", "k", "string", "now text");
+    expectFailure(orvconf({"set", file("r.cfg"), "k", "string", "now text"}),
+                  {"'k'", "int32", "--retype"});
+    expectSuccess(orvconf({"set", "--retype", file("r.cfg"), "k", "string", "now text"}));
     EXPECT_EQ(orvconf({"print", file("r.cfg")}).out, "k (string) = \"now text\"\n");
 
     writeFile("hand.cfg", kHandWrittenStream);
@@ -145,16 +161,21 @@ TEST_F(CommandsTest, RemoveDeletesOneSettingAndRefusesAMissingOne) {
     EXPECT_EQ(readFile("hand.cfg"), before);
 }
 
-TEST_F(CommandsTest, ListShowsThePathsUnderABranch) {
+TEST_F(CommandsTest, ListAndRecursiveRemoveWorkByWholePathSegments) {
     for (const char* path : {"a", "a/b", "a/c", "ab", "b"}) {
         set("l.cfg", path, "bool", "true");
     }
     EXPECT_EQ(orvconf({"list", file("l.cfg")}).out, "a\na/b\na/c\nab\nb\n");
-    EXPECT_EQ(orvconf({"list", file("l.cfg"), "a"}).out, "a\na/b\na/c\nab\n");
+    EXPECT_EQ(orvconf({"list", file("l.cfg"), "a"}).out, "a\na/b\na/c\n");
     EXPECT_EQ(orvconf({"list", file("l.cfg"), "a/"}).out, "a/b\na/c\n");
-    const ProgramResult none = orvconf({"list", file("l.cfg"), "c"});
-    expectSuccess(none);
-    EXPECT_EQ(none.out, "");
+    EXPECT_EQ(orvconf({"list", "--json", file("l.cfg"), "a/"}).out,
+              "[\n  \"a/b\",\n  \"a/c\"\n]\n");
+    const ProgramResult none = orvconf({"list", file("l.cfg"), "a/b/"});
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.out + none.err, "");
+    expectSuccess(orvconf({"remove", "--recursive", file("l.cfg"), "a"}));
+    EXPECT_EQ(orvconf({"list", file("l.cfg")}).out, "ab\nb\n");
+    expectFailure(orvconf({"remove", "--recursive", file("l.cfg"), "a"}), {"'a'"});
 }
 
 TEST_F(CommandsTest, CommandLineMistakesAreReportedOnOneLine) {
@@ -163,7 +184,9 @@ TEST_F(CommandsTest, CommandLineMistakesAreReportedOnOneLine) {
     expectFailure(orvconf({"print"}), {"print", "arguments"});
     expectFailure(orvconf({"get", "f", "p", "extra"}), {"get", "arguments"});
     expectFailure(orvconf({"print", "--bogus", "f"}), {"--bogus"});
-    expectFailure(orvconf({"get", "--json", "f", "p"}), {"--json"});
+    expectFailure(orvconf({"print", "--raw", "f"}), {"--raw"});
+    expectFailure(orvconf({"diff", "-", "-"}), {"standard input"});
+    expectFailure(orvconf({"set", "-", "p", "int32", "1"}), {"standard input"});
     expectFailure(orvconf({"print", "--format", "yaml", "f"}), {"yaml"});
 }
 

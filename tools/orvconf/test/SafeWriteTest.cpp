@@ -24,6 +24,7 @@ TEST_F(SafeWriteTest, AWriteIntoADirectoryWithoutPermissionKeepsTheOldFile) {
     ASSERT_EQ(::mkdir(file("locked").c_str(), 0755), 0);
     set("locked/c.cfg", "x", "int32", "1");
     const std::string before = readFile("locked/c.cfg");
+    ASSERT_EQ(::chmod(file("locked/c.cfg").c_str(), 0666), 0);  // only the directory forbids
     ASSERT_EQ(::chmod(file("locked").c_str(), 0555), 0);
 
     // Reading is allowed, so the failure is the write's own.
@@ -37,6 +38,19 @@ TEST_F(SafeWriteTest, AWriteIntoADirectoryWithoutPermissionKeepsTheOldFile) {
 
     EXPECT_EQ(readFile("locked/c.cfg"), before);
     EXPECT_EQ(directoryEntries("locked"), std::vector<std::string>{"c.cfg"});
+}
+
+TEST_F(SafeWriteTest, AFileItsModeProtectsIsReplacedOnlyWithForce) {
+    set("ro.xml", "a/x", "int32", "1");
+    ASSERT_EQ(::chmod(file("ro.xml").c_str(), 0444), 0);
+    const std::string before = readFile("ro.xml");
+    expectFailure(orvconf({"set", file("ro.xml"), "a/x", "int32", "2"}),
+                  {file("ro.xml"), "--force"});
+    expectFailure(orvconf({"remove", file("ro.xml"), "a/x"}), {"--force"});
+    EXPECT_EQ(readFile("ro.xml"), before);
+    expectSuccess(orvconf({"set", "--force", file("ro.xml"), "a/x", "int32", "2"}));
+    EXPECT_EQ(permissions("ro.xml"), 0444u);
+    EXPECT_EQ(orvconf({"get", file("ro.xml"), "a/x"}).out, "2\n");
 }
 
 TEST_F(SafeWriteTest, AWriteKeepsPermissionsANewFileGetsTheUmasksAndNoTemporaryFileIsLeft) {

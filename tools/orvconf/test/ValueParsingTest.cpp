@@ -22,7 +22,7 @@ class ValueParsingTest : public OrvconfTest {
 
     void expectStored(const std::string& type, const std::string& value, const std::string& shown) {
         SCOPED_TRACE(type + " " + value);
-        set("v.cfg", "p", type, value);
+        expectSuccess(orvconf({"set", "--retype", file("v.cfg"), "p", type, value}));
         EXPECT_EQ(orvconf({"get", file("v.cfg"), "p"}).out, shown + "\n");
     }
 
@@ -92,12 +92,13 @@ TEST_F(ValueParsingTest, BoolIsExactlyTrueOrFalseAndUnknownTypesAreRefusedWithTh
 
 TEST_F(ValueParsingTest, BinaryMustBeCanonicalBase64) {
     for (const std::string value : {"A", "AAA", "AA=A", "====", "AA==AA==", "AAE",
-                                    "AB==", "AAF=", "AA A", "AA\nA=", "A*==", "AAECAw"}) {
+                                    "AB==", "AAF=", "AA A", "A*==", "AAECAw"}) {
         expectRefused("binary", value, "Base64");
     }
     expectStored("binary", "", "");
     expectStored("binary", "/+8=", "/+8=");
     expectStored("binary", "AA==", "AA==");
+    expectStored("binary", " AP8\r\nQ\t\n", "AP8Q");  // wrapped Base64
 }
 
 TEST_F(ValueParsingTest, WideStringsMustBeUtf8AndNarrowStringsAreTakenByteForByte) {
