@@ -96,4 +96,66 @@ TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
     EXPECT_EQ(directoryEntries(""), (std::vector<std::string>{"c.xml", "plain.cfg"}));
 }
 
+// A document as a person writes it: comments, a processing instruction, four-space indentation,
+// settings out of path order.
+const std::string kHandWritten =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!-- hand-made -->\n"
+    "<configuration>\n"
+    "    <server>\n"
+    "        <?editor keep?>\n"
+    "        <setting name=\"port\" type=\"uint16\">8080</setting> <!-- the port -->\n"
+    "        <http>\n"
+    "            <setting name='tls' type='bool'>true</setting>\n"
+    "        </http>\n"
+    "    </server>\n"
+    "    <setting name=\"name\" type=\"string\">demo</setting>\n"
+    "</configuration>\n";
+
+class XmlEditTest : public OrvconfTest {};
+
+TEST_F(XmlEditTest, EditsChangeOnlyTheLinesOfTheSetting) {
+    const std::string tls = "            <setting name='tls' type='bool'>true</setting>\n";
+    const std::string port = "<setting name=\"port\" type=\"uint16\">8080</setting>";
+    const std::string name = "    <setting name=\"name\" type=\"string\">demo</setting>\n";
+    const auto replaced = [](std::string text, const std::string& from, const std::string& to) {
+        return text.replace(text.find(from), from.size(), to);
+    };
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"set", "server/http/tls", "bool", "false"},
+         replaced(kHandWritten, tls,
+                  "            <setting name=\"tls\" type=\"bool\">false</setting>\n")},
+        {{"set", "server/port", "uint16", "1"},
+         replaced(kHandWritten, port, "<setting name=\"port\" type=\"uint16\">1</setting>")},
+        {{"set", "server/db/host", "string", "h<"},
+         replaced(kHandWritten, "        </http>\n",
+                  "        </http>\n        <db>\n            <setting name=\"host\" "
+                  "type=\"string\">h&lt;</setting>\n        </db>\n")},
+        {{"set", "/top", "int32", "5"},
+         replaced(kHandWritten, "</configuration>",
+                  "    <setting name=\"top\" type=\"int32\">5</setting>\n</configuration>")},
+        {{"remove", "server/http/tls"},
+         replaced(kHandWritten, "        <http>\n" + tls + "        </http>\n", "")},
+        {{"remove", "/name"}, replaced(kHandWritten, name, "")},
+        // The branch keeps what is not a setting: the comment and the processing instruction.
+        {{"remove", "--recursive", "server"},
+         replaced(replaced(kHandWritten, port, ""), "        <http>\n" + tls + "        </http>\n",
+                  "")},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        SCOPED_TRACE(arguments[1]);
+        writeFile("hand.xml", kHandWritten);
+        std::vector<std::string> command = {arguments[0], file("hand.xml")};
+        command.insert(command.end(), arguments.begin() + 1, arguments.end());
+        expectSuccess(orvconf(command));
+        EXPECT_EQ(readFile("hand.xml"), expected);
+    }
+    // Into an empty root, with the indentation of two spaces.
+    writeFile("e.xml", "<configuration/>");
+    set("e.xml", "a/b", "int32", "1");
+    EXPECT_EQ(readFile("e.xml"),
+              "<configuration>\n  <a>\n    <setting name=\"b\" type=\"int32\">1</setting>\n  "
+              "</a>\n</configuration>");
+}
+
 }  // namespace

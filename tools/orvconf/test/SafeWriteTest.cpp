@@ -93,4 +93,34 @@ TEST_F(SafeWriteTest, AFailedCommandWritesNothingAndAnUnreadableFileIsNotReplace
     EXPECT_EQ(readFile("bad.cfg"), "\x09\0\0\0\0\0\0\0abc"s);
 }
 
+TEST_F(SafeWriteTest, DashIsAStandardStreamAndDevicesAndFifosAreWrittenInPlace) {
+    set("c.xml", "a/x", "int32", "7");
+    const std::string program = std::string("'") + ORVCONF_INSTALLED_PROGRAM + "' ";
+    const std::string xml = " '" + file("c.xml") + "'";
+    const auto shell = [](const std::string& command) { return runProgram({"sh", "-c", command}); };
+    for (const std::string& command :
+         {program + "print - <" + xml,
+          program + "convert" + xml + " - --to xml | " + program + "print -",
+          program + "diff -" + xml + " <" + xml + " && " + program + "export" + xml + " - | " +
+              program + "import '" + file("j.cfg") + "' && " + program + "print " +
+              file("j.cfg")}) {
+        SCOPED_TRACE(command);
+        const ProgramResult result = shell(command);
+        expectSuccess(result);
+        EXPECT_EQ(result.out, "a/x (int32) = 7\n");
+    }
+
+    expectFailure(orvconf({"convert", file("c.xml"), "/dev/full"}), {"/dev/full", "space"});
+    struct stat status {};
+    ASSERT_EQ(::stat("/dev/full", &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+
+    ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
+    expectSuccess(shell("cat '" + file("fifo") + "' > '" + file("copy") + "' & " + program +
+                        "convert" + xml + " '" + file("fifo") + "' --to xml; wait"));
+    EXPECT_EQ(readFile("copy").rfind("<?xml", 0), 0u);
+    ASSERT_EQ(::stat(file("fifo").c_str(), &status), 0);
+    EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
 }  // namespace
