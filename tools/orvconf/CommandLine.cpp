@@ -17,7 +17,7 @@ struct CommandSyntax {
     const char* usage;    // its help text: the synopsis line, then indented explanations
 };
 
-const std::array<CommandSyntax, 10> kCommands = {{
+const std::array<CommandSyntax, 11> kCommands = {{
     {"print", 1, 1, "--json",
      "print [--json] FILE\n"
      "    every setting in path order as 'path (type) = value'; --json: the JSON form\n"},
@@ -47,6 +47,11 @@ const std::array<CommandSyntax, 10> kCommands = {{
      "diff [--json] A B\n"
      "    added, removed and changed settings, one a line; --json: a JSON array of changes.\n"
      "    Exit 0 when equal, 1 when the sets differ\n"},
+    {"check", 1, 1, "",
+     "check FILE\n"
+     "    list, as 'FILE:LINE:COLUMN: path 'P': ...', every value of an XML file that reads\n"
+     "    as other than it shows, paths given twice, markup the reader ignores and paths\n"
+     "    that would not come back the same. Exit 0 when clean, 1 when something is found\n"},
     {"export", 1, 2, "--to",
      "export [--to json] FILE [OUT]\n"
      "    the settings of FILE in the JSON form, to OUT or standard output\n"},
@@ -248,16 +253,18 @@ std::string usageText(const std::string& command) {
            "ignored), unicodeString as UTF-8. Values are shown the same way; strings quoted and\n"
            "escaped, floats with the fewest digits that read back exactly.\n"
            "\n"
-           "FILE '-' is standard input (print, get, list, diff, convert, export) and OUT '-'\n"
-           "standard output. Input that is not a regular file is read up to 256 MiB. A device,\n"
-           "FIFO or terminal given as OUT is written to directly. Files are written whole: to\n"
+           "FILE '-' is standard input (print, get, list, check, diff, convert, export) and OUT\n"
+           "'-' standard output (convert, export); import reads JSON '-' from standard input.\n"
+           "Input that is not a regular file is read up to 256 MiB. A device, FIFO or terminal\n"
+           "given as OUT is written to directly. Files are written whole: to\n"
            "a temporary file in the same directory, flushed, then renamed over the target,\n"
            "keeping its permissions; a file whose mode does not let the user write it is\n"
            "replaced only with --force. The new form is read back first; settings it would not\n"
            "hold unchanged are refused.\n"
            "\n"
-           "Exit status: 0 success (diff: equal), 1 nothing matched (get, list) or the sets\n"
-           "differ (diff), 2 error (one line 'orvconf: ...' on standard error; nothing is\n"
+           "Exit status: 0 success (diff: equal), 1 nothing matched (get, list), the sets\n"
+           "differ (diff) or check found something, 2 error (one line 'orvconf: ...' on standard "
+           "error; nothing is\n"
            "written).\n";
 }
 

@@ -16,6 +16,8 @@
 #include "SettingTypes.h"
 #include "ValueFormat.h"
 #include "ValueParse.h"
+#include "XmlCheck.h"
+#include "XmlOutline.h"
 
 using com::orvandel::AutoRefCounted;
 using com::orvandel::configuration::IConfigurationSet;
@@ -232,6 +234,33 @@ int diff(const CommandLine& line, std::ostream& out) {
     return differences.empty() ? 0 : 1;
 }
 
+int check(const CommandLine& line, std::ostream& out) {
+    const std::string& file = line.operands[0];
+    const std::vector<unsigned char> bytes = readExistingFile(file);
+    std::optional<Failure> unreadable;
+    try {
+        if (readConfigurationBytes(file, bytes, line.format).format == Format::binary) {
+            return 0;  // binary streams hold no texts to misread
+        }
+    } catch (const Failure& failure) {
+        unreadable = failure;
+    }
+    const std::string document(bytes.begin(), bytes.end());
+    const std::vector<XmlFinding> findings = checkXmlDocument(file, document);
+    for (const XmlFinding& finding : findings) {
+        const std::pair<size_t, size_t> position = lineAndColumn(document, finding.offset);
+        out << file << ':' << position.first << ':' << position.second << ": ";
+        if (!finding.path.empty()) {
+            out << "path '" << formatPath(finding.path) << "': ";
+        }
+        out << finding.message << '\n';
+    }
+    if (findings.empty() && unreadable) {
+        throw *unreadable;
+    }
+    return findings.empty() ? 0 : 1;
+}
+
 int exportJson(const CommandLine& line, std::ostream& out) {
     const ConfigurationFile configuration = readConfigurationFile(line.operands[0], line.format);
     const std::string output = line.operands.size() > 1 ? line.operands[1] : "-";
@@ -271,9 +300,9 @@ int importJson(const CommandLine& line, std::ostream&) {
 int runCommand(const CommandLine& line, std::ostream& out) {
     using Command = int (*)(const CommandLine&, std::ostream&);
     const std::pair<const char*, Command> commands[] = {
-        {"print", print},   {"get", get},           {"set", set},
-        {"remove", remove}, {"list", list},         {"convert", convert},
-        {"diff", diff},     {"export", exportJson}, {"import", importJson}};
+        {"print", print},       {"get", get},         {"set", set},   {"remove", remove},
+        {"list", list},         {"convert", convert}, {"diff", diff}, {"export", exportJson},
+        {"import", importJson}, {"check", check}};
     for (const auto& command : commands) {
         if (line.command == command.first) {
             return command.second(line, out);

@@ -78,8 +78,8 @@ AutoRefCounted<IConfigurationSet> tryRead(const std::string& file,
     }
 }
 
-ConfigurationFile readBytes(const std::string& file, const std::vector<unsigned char>& bytes,
-                            std::optional<Format> forced) {
+ConfigurationFile readBytesAs(const std::string& file, const std::vector<unsigned char>& bytes,
+                              std::optional<Format> forced) {
     if (forced) {
         std::string reason;
         AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, *forced, reason);
@@ -248,7 +248,7 @@ ConfigurationFile readConfigurationFile(const std::string& file, std::optional<F
     if (!bytes) {
         throw Failure(file + ": no such file");
     }
-    return readBytes(file, *bytes, forced);
+    return readBytesAs(file, *bytes, forced);
 }
 
 ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
@@ -258,7 +258,29 @@ ConfigurationFile readOrCreateConfigurationFile(const std::string& file,
         const Format format = forced ? *forced : formatForNewFile(file);
         return {newSet(format, file), format, {}};
     }
-    return readBytes(file, *bytes, forced);
+    return readBytesAs(file, *bytes, forced);
+}
+
+ConfigurationFile readConfigurationBytes(const std::string& file,
+                                         const std::vector<unsigned char>& bytes,
+                                         std::optional<Format> forced) {
+    return readBytesAs(file, bytes, forced);
+}
+
+AutoRefCounted<IConfigurationSet> readForm(const std::string& file,
+                                           const std::vector<unsigned char>& bytes, Format format,
+                                           std::string& reason) {
+    return tryRead(file, bytes, format, reason);
+}
+
+std::optional<std::string> faithfulnessProblem(const std::string& file,
+                                               const IConfigurationSet& set,
+                                               const std::string& path, Format format) {
+    std::string reason;
+    if (faithfulForm(file, set, format, &path, reason)) {
+        return std::nullopt;
+    }
+    return reason;
 }
 
 void writeConfigurationFile(const std::string& file, const IConfigurationSet& set, Format format,

@@ -32,6 +32,23 @@ struct ConfigurationFile {
 // Failure naming the file and, when no form fits, the reason for each form tried.
 ConfigurationFile readConfigurationFile(const std::string& file, std::optional<Format> forced);
 
+// As readConfigurationFile, for contents already read.
+ConfigurationFile readConfigurationBytes(const std::string& file,
+                                         const std::vector<unsigned char>& bytes,
+                                         std::optional<Format> forced);
+
+// bytes read as one form into a new set; an empty handle, and the reason in reason, when they
+// do not read.
+com::orvandel::AutoRefCounted<com::orvandel::configuration::IConfigurationSet> readForm(
+    const std::string& file, const std::vector<unsigned char>& bytes, Format format,
+    std::string& reason);
+
+// Why the setting at path of set would not come back with the same path and value from a file
+// of format, or nothing when it would.
+std::optional<std::string> faithfulnessProblem(
+    const std::string& file, const com::orvandel::configuration::IConfigurationSet& set,
+    const std::string& path, Format format);
+
 // As readConfigurationFile, but a missing file gives an empty set in the forced format, or in
 // the one its name suggests.
 ConfigurationFile readOrCreateConfigurationFile(const std::string& file,

@@ -17,37 +17,6 @@ size_t skipPast(const std::string& text, size_t from, const char* terminator) {
     return at == std::string::npos ? text.size() : at + std::char_traits<char>::length(terminator);
 }
 
-// An attribute value with its character and entity references replaced.
-std::string decodeReferences(const std::string& raw) {
-    std::string text;
-    for (size_t i = 0; i < raw.size(); ++i) {
-        const size_t semicolon = raw[i] == '&' ? raw.find(';', i) : std::string::npos;
-        if (semicolon == std::string::npos) {
-            text += raw[i];
-            continue;
-        }
-        const std::string name = raw.substr(i + 1, semicolon - i - 1);
-        if (!name.empty() && name[0] == '#') {
-            const bool hex = name.size() > 1 && name[1] == 'x';
-            const unsigned long code =
-                std::strtoul(name.c_str() + (hex ? 2 : 1), nullptr, hex ? 16 : 10);
-            if (isUnicodeScalar(static_cast<char32_t>(code))) {
-                appendUtf8(text, static_cast<char32_t>(code));
-            }
-        } else {
-            const char* names[] = {"lt", "gt", "amp", "quot", "apos"};
-            const char* characters = "<>&\"'";
-            for (size_t k = 0; k < 5; ++k) {
-                if (name == names[k]) {
-                    text += characters[k];
-                }
-            }
-        }
-        i = semicolon;
-    }
-    return text;
-}
-
 // Reads the start tag at document[at] == '<' into element; returns the offset after it.
 size_t readStartTag(const std::string& document, size_t at, XmlElement& element,
                     std::string& nameAttribute) {
@@ -79,7 +48,7 @@ size_t readStartTag(const std::string& document, size_t at, XmlElement& element,
         if (close == std::string::npos) {
             return document.size();
         }
-        const std::string value = decodeReferences(document.substr(open + 1, close - open - 1));
+        const std::string value = decodeXmlReferences(document.substr(open + 1, close - open - 1));
         if (attribute == "name") {
             element.hasName = true;
             nameAttribute = value;
@@ -147,6 +116,36 @@ std::vector<XmlElement> outlineXml(const std::string& document) {
         i = document.find('<', i);
     }
     return elements;
+}
+
+std::string decodeXmlReferences(const std::string& raw) {
+    std::string text;
+    for (size_t i = 0; i < raw.size(); ++i) {
+        const size_t semicolon = raw[i] == '&' ? raw.find(';', i) : std::string::npos;
+        if (semicolon == std::string::npos) {
+            text += raw[i];
+            continue;
+        }
+        const std::string name = raw.substr(i + 1, semicolon - i - 1);
+        if (!name.empty() && name[0] == '#') {
+            const bool hex = name.size() > 1 && name[1] == 'x';
+            const unsigned long code =
+                std::strtoul(name.c_str() + (hex ? 2 : 1), nullptr, hex ? 16 : 10);
+            if (isUnicodeScalar(static_cast<char32_t>(code))) {
+                appendUtf8(text, static_cast<char32_t>(code));
+            }
+        } else {
+            const char* names[] = {"lt", "gt", "amp", "quot", "apos"};
+            const char* characters = "<>&\"'";
+            for (size_t k = 0; k < 5; ++k) {
+                if (name == names[k]) {
+                    text += characters[k];
+                }
+            }
+        }
+        i = semicolon;
+    }
+    return text;
 }
 
 std::pair<size_t, size_t> lineAndColumn(const std::string& document, size_t offset) {

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orvconf {
@@ -31,6 +32,10 @@ struct XmlElement {
 
 // The elements of document in the order their start tags appear.
 std::vector<XmlElement> outlineXml(const std::string& document);
+
+// raw with its character references and predefined entity references replaced (others are
+// dropped).
+std::string decodeXmlReferences(const std::string& raw);
 
 // The 1-based line and column (in bytes) of an offset into document.
 std::pair<size_t, size_t> lineAndColumn(const std::string& document, size_t offset);

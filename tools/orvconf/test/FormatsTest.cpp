@@ -1,4 +1,5 @@
 // Both forms: detection, forcing, conversion both ways, and refusing what XML cannot hold.
+#include <sstream>
 #include <string>
 
 #include "OrvconfFixture.h"
@@ -156,6 +157,51 @@ TEST_F(XmlEditTest, EditsChangeOnlyTheLinesOfTheSetting) {
     EXPECT_EQ(readFile("e.xml"),
               "<configuration>\n  <a>\n    <setting name=\"b\" type=\"int32\">1</setting>\n  "
               "</a>\n</configuration>");
+}
+
+TEST_F(XmlEditTest, CheckReportsWhatReadsOtherThanItShowsWithLineAndColumn) {
+    writeFile("c.xml",
+              "<configuration>\n"
+              "  <a>\n"
+              "    <setting name=\"port\" type=\"uint16\">70000</setting>\n"
+              "    <setting name=\"n\" type=\"int32\">42abc</setting>\n"
+              "    <setting name=\"g\" type=\"int32\"> 1,000</setting>\n"
+              "    <setting name=\"s\" type=\"string\">first</setting>\n"
+              "    <setting name=\"s\" type=\"string\">later</setting>\n"
+              "    <setting name=\"v\" type=\"int32\">5<!-- c -->6</setting>\n"
+              "    <setting name=\"ok\" type=\"int32\"> 12 <!-- fine --></setting>\n"
+              "  </a>\n"
+              "  <setting name=\"b/c\" type=\"int32\">1</setting>\n"
+              "</configuration>\n");
+    const ProgramResult result = orvconf({"check", file("c.xml")});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    const std::string at = file("c.xml") + ":";
+    const std::vector<std::vector<std::string>> lines = {
+        {at + "3:40: path 'a/port': ", "70000", "4464"}, {at + "4:36: path 'a/n': ", "42abc", "42"},
+        {at + "5:36: path 'a/g': ", "1,000", "as 1 ("},  {at + "6:5: path 'a/s': ", "7"},
+        {at + "8:36: path 'a/v': ", "ignored"},          {at + "11:3: path '/b/c': "}};
+    std::istringstream output(result.out);
+    for (const auto& words : lines) {
+        std::string line;
+        std::getline(output, line);
+        line += "\n";
+        for (const std::string& word : words) {
+            EXPECT_NE(line.find(word), std::string::npos) << word << " in " << line;
+        }
+    }
+    EXPECT_EQ(output.peek(), EOF) << result.out;
+
+    // A clean file, a binary one, and a bool the library cannot read at all.
+    writeFile("hand.xml", kHandWritten);
+    expectSuccess(orvconf({"check", file("hand.xml")}));
+    set("b.cfg", "x", "int32", "1");
+    expectSuccess(orvconf({"check", file("b.cfg")}));
+    writeFile("t.xml",
+              "<configuration><setting name='t' type='bool'>True</setting></configuration>");
+    const ProgramResult unreadable = orvconf({"check", file("t.xml")});
+    EXPECT_EQ(unreadable.status, 1);
+    EXPECT_EQ(unreadable.out.rfind(file("t.xml") + ":1:", 0), 0u) << unreadable.out;
 }
 
 }  // namespace
