@@ -23,7 +23,7 @@ const std::string kHandWrittenStream(
 class CommandsTest : public OrvconfTest {};
 
 TEST_F(CommandsTest, HelpAndVersionPrintToStandardOutput) {
-    const char* commands[] = {"print",   "get",  "set",    "remove", "list",
+    const char* commands[] = {"print",   "get",  "set",    "remove", "list", "check",
                               "convert", "diff", "export", "import", "help"};
     for (const auto& arguments : {std::vector<std::string>{"--help"}, {"-h"}, {"help"}}) {
         const ProgramResult help = orvconf(arguments);
@@ -33,7 +33,20 @@ TEST_F(CommandsTest, HelpAndVersionPrintToStandardOutput) {
                 << command;
         }
     }
-    // Each command's own help names it and no other.
+    // The installed manual page and bash completion cover every command.
+    const ProgramResult completion =
+        runProgram({"bash", "-c",
+                    std::string("source '") + ORVCONF_INSTALLED_COMPLETION +
+                        "'; COMP_WORDS=(orvconf ''); COMP_CWORD=1; _orvconf; "
+                        "echo \" ${COMPREPLY[*]} \"; cat '" +
+                        ORVCONF_INSTALLED_MANUAL + "'"});
+    EXPECT_EQ(completion.status, 0) << completion.err;
+    for (const char* command : commands) {
+        EXPECT_NE(completion.out.find(std::string(" ") + command + " "), std::string::npos);
+        EXPECT_NE(completion.out.find(std::string("\\fB") + command + "\\fR"), std::string::npos)
+            << command;
+    }
+    // Each command's own help names it.
     for (const char* command : commands) {
         for (const auto& arguments :
              {std::vector<std::string>{command, "--help"}, {command, "-h"}, {"help", command}}) {

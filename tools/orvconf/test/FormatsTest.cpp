@@ -197,6 +197,18 @@ TEST_F(XmlEditTest, CheckReportsWhatReadsOtherThanItShowsWithLineAndColumn) {
     expectSuccess(orvconf({"check", file("hand.xml")}));
     set("b.cfg", "x", "int32", "1");
     expectSuccess(orvconf({"check", file("b.cfg")}));
+    if (programExists("xmllint")) {  // the installed schema accepts it, and not a bad type
+        const auto valid = [&](const std::string& name) {
+            return runProgram(
+                       {"xmllint", "--noout", "--schema", ORVCONF_INSTALLED_SCHEMA, file(name)})
+                       .status == 0;
+        };
+        EXPECT_TRUE(valid("hand.xml"));
+        writeFile("t.xml",
+                  "<configuration><a><setting name='t' type='int8'>1</setting></a>"
+                  "</configuration>");
+        EXPECT_FALSE(valid("t.xml"));
+    }
     writeFile("t.xml",
               "<configuration><setting name='t' type='bool'>True</setting></configuration>");
     const ProgramResult unreadable = orvconf({"check", file("t.xml")});

@@ -111,4 +111,25 @@ TEST_F(ValueParsingTest, WideStringsMustBeUtf8AndNarrowStringsAreTakenByteForByt
     expectStored("string", "\xff raw \\n", "\xff raw \\n");
 }
 
+TEST_F(ValueParsingTest, ValuesComeFromFilesOrStandardInputAndErrorsQuoteAShortPrefix) {
+    const std::string big(200000, 'x');
+    writeFile("big.txt", big);
+    expectSuccess(orvconf({"set", "--value-file", file("big.txt"), file("v.cfg"), "b", "string"}));
+    EXPECT_EQ(orvconf({"get", file("v.cfg"), "b"}).out, big + "\n");
+    writeFile("n.txt", "42\n");
+    expectSuccess(
+        runProgram({"sh", "-c",
+                    std::string("'") + ORVCONF_INSTALLED_PROGRAM + "' set --value-file - '" +
+                        file("v.cfg") + "' n int32 < '" + file("n.txt") + "'"}));
+    EXPECT_EQ(orvconf({"get", file("v.cfg"), "n"}).out, "42\n");
+
+    writeFile("bad.txt", std::string(200000, '9'));
+    const ProgramResult refused =
+        orvconf({"set", "--value-file", file("bad.txt"), file("v.cfg"), "n", "int32"});
+    expectFailure(refused, {"out of range", "200000 bytes"});
+    EXPECT_LT(refused.err.size(), 300u);
+    expectFailure(orvconf({"set", "--value-file", file("none"), file("v.cfg"), "n", "int32"}),
+                  {file("none")});
+}
+
 }  // namespace
