@@ -247,8 +247,9 @@ int check(const CommandLine& line, std::ostream& out) {
     }
     const std::string document(bytes.begin(), bytes.end());
     const std::vector<XmlFinding> findings = checkXmlDocument(file, document);
+    const LinePositions positions(document);
     for (const XmlFinding& finding : findings) {
-        const std::pair<size_t, size_t> position = lineAndColumn(document, finding.offset);
+        const std::pair<size_t, size_t> position = positions.at(finding.offset);
         out << file << ':' << position.first << ':' << position.second << ": ";
         if (!finding.path.empty()) {
             out << "path '" << formatPath(finding.path) << "': ";

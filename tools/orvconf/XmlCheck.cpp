@@ -8,7 +8,6 @@
 #include <orvandel/configuration/ISetting.h>
 
 #include "ConfigurationFile.h"
-#include "SetContents.h"
 #include "SettingTypes.h"
 #include "ValueFormat.h"
 #include "ValueParse.h"
@@ -115,6 +114,7 @@ std::string valueFinding(const std::string& file, const std::string& document,
 
 std::vector<XmlFinding> checkXmlDocument(const std::string& file, const std::string& document) {
     const std::vector<XmlElement> elements = outlineXml(document);
+    const LinePositions positions(document);
     std::vector<XmlFinding> findings;
     std::map<std::string, size_t> lastOfKey;
     for (size_t k = 0; k < elements.size(); ++k) {
@@ -132,7 +132,7 @@ std::vector<XmlFinding> checkXmlDocument(const std::string& file, const std::str
         if (previous != lastOfKey.end()) {
             findings.push_back({elements[previous->second].begin, element.key,
                                 "set again at line " +
-                                    std::to_string(lineAndColumn(document, element.begin).first) +
+                                    std::to_string(positions.at(element.begin).first) +
                                     "; the later setting wins"});
         }
         lastOfKey[element.key] = k;

@@ -1,5 +1,6 @@
 #include "XmlOutline.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "Utf8.h"
@@ -115,6 +116,11 @@ std::vector<XmlElement> outlineXml(const std::string& document) {
         }
         i = document.find('<', i);
     }
+    // Elements a truncated document never closes end with it.
+    for (const size_t index : open) {
+        elements[index].endTagBegin = document.size();
+        elements[index].end = document.size();
+    }
     return elements;
 }
 
@@ -148,16 +154,18 @@ std::string decodeXmlReferences(const std::string& raw) {
     return text;
 }
 
-std::pair<size_t, size_t> lineAndColumn(const std::string& document, size_t offset) {
-    size_t line = 1;
-    size_t lineStart = 0;
-    for (size_t i = 0; i < offset && i < document.size(); ++i) {
+LinePositions::LinePositions(const std::string& document) : d_lineStarts{0} {
+    for (size_t i = 0; i < document.size(); ++i) {
         if (document[i] == '\n') {
-            ++line;
-            lineStart = i + 1;
+            d_lineStarts.push_back(i + 1);
         }
     }
-    return {line, offset - lineStart + 1};
+}
+
+std::pair<size_t, size_t> LinePositions::at(size_t offset) const {
+    const size_t line = static_cast<size_t>(
+        std::upper_bound(d_lineStarts.begin(), d_lineStarts.end(), offset) - d_lineStarts.begin());
+    return {line, offset - d_lineStarts[line - 1] + 1};
 }
 
 }  // namespace orvconf

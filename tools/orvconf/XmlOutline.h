@@ -37,8 +37,16 @@ std::vector<XmlElement> outlineXml(const std::string& document);
 // dropped).
 std::string decodeXmlReferences(const std::string& raw);
 
-// The 1-based line and column (in bytes) of an offset into document.
-std::pair<size_t, size_t> lineAndColumn(const std::string& document, size_t offset);
+// The 1-based line and column (in bytes) of offsets into a document.
+class LinePositions {
+  public:
+    explicit LinePositions(const std::string& document);
+
+    std::pair<size_t, size_t> at(size_t offset) const;
+
+  private:
+    std::vector<size_t> d_lineStarts;
+};
 
 }  // namespace orvconf
 
