@@ -31,7 +31,7 @@ std::string jsonText(const std::string& bytes);
 std::string jsonSetting(const std::string& path,
                         const com::orvandel::configuration::ISetting& setting);
 
-// The settings of set in branch as a JSON array, one object a line.
+// Every setting of set as a JSON array, one object a line.
 void writeJson(std::ostream& out, const com::orvandel::configuration::IConfigurationSet& set);
 
 // Paths as a JSON array of texts.
