@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/util/TransService.hpp>
 
 #include <orvandel/configuration/internal/ConfigurationSet.h>
@@ -15,6 +14,8 @@
 namespace com {
 namespace orvandel {
 namespace configuration {
+
+class XMLDocumentReader;
 
 // Sets Xerces-C up for the process. Runs once, while the library is loaded, from a static
 // initialiser; Xerces-C is never terminated. Returns false when Xerces-C could not be set up,
@@ -48,13 +49,11 @@ class XMLConfigurationSet : public ConfigurationSet {
     ~XMLConfigurationSet() override;
 
   private:
-    struct DocumentReading;
-
-    void unserializeDoc(const xercesc::DOMElement& element, DocumentReading& reading, size_t depth);
-    void readSetting(const xercesc::DOMElement& element, DocumentReading& reading);
+    class ReadTarget;
 
     bool d_xmlPlatformInitialized;  // false when the transcoder could not be made
     std::unique_ptr<xercesc::XMLTranscoder> d_wcharTranscoder;  // UTF-16 to UCS-4LE (wchar_t)
+    std::unique_ptr<XMLDocumentReader> d_reader;  // built by the first read, kept for the next
 };
 
 }  // namespace configuration
