@@ -13,8 +13,10 @@
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
+#include <xercesc/validators/DTD/DTDGrammar.hpp>
 
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
@@ -54,18 +56,23 @@ void appendNarrow(std::string& out, const XMLCh* text) {
     }
 }
 
-// Only XML 1.0 and 1.1 documents are read. Xerces-C's scanner accepts any "1.x" in the XML
-// declaration, its DOM only these two, and the reader keeps to what the DOM accepts. The
-// declaration reaches only an advanced document handler, which hears every other event too.
-class VersionCheck : public XMLDocumentHandler {
+// The XML declaration, which reaches only an advanced document handler (one that hears every
+// other event too). Only XML 1.0 and 1.1 documents are read: Xerces-C's scanner accepts any
+// "1.x", its DOM only these two, and the reader keeps to what the DOM accepts.
+class XMLDeclaration : public XMLDocumentHandler {
   public:
+    // Whether the document declared version 1.1, whose names may use more characters.
+    bool isVersion1_1() const { return d_version1_1; }
+
     void XMLDecl(const XMLCh* const version, const XMLCh* const, const XMLCh* const,
                  const XMLCh* const) override {
-        if (!XMLString::equals(version, XMLUni::fgVersion1_0) &&
-            !XMLString::equals(version, XMLUni::fgVersion1_1)) {
+        d_version1_1 = XMLString::equals(version, XMLUni::fgVersion1_1);
+        if (!d_version1_1 && !XMLString::equals(version, XMLUni::fgVersion1_0)) {
             throw IConfigurationSet::serializationFailureException;
         }
     }
+
+    void resetDocument() override { d_version1_1 = false; }
 
     void docCharacters(const XMLCh* const, const XMLSize_t, const bool) override {}
     void docComment(const XMLCh* const) override {}
@@ -75,12 +82,14 @@ class VersionCheck : public XMLDocumentHandler {
                     const XMLCh* const) override {}
     void endEntityReference(const XMLEntityDecl&) override {}
     void ignorableWhitespace(const XMLCh* const, const XMLSize_t, const bool) override {}
-    void resetDocument() override {}
     void startDocument() override {}
     void startElement(const XMLElementDecl&, const unsigned int, const XMLCh* const,
                       const RefVectorOf<XMLAttr>&, const XMLSize_t, const bool,
                       const bool) override {}
     void startEntityReference(const XMLEntityDecl&) override {}
+
+  private:
+    bool d_version1_1 = false;
 };
 
 }  // namespace
@@ -96,8 +105,12 @@ class XMLDocumentReader::Handler : public DefaultHandler {
   public:
     explicit Handler(XMLTranscoder& wideTranscoder) : d_values(wideTranscoder) {}
 
-    void begin(Target& target) {
+    XMLDocumentHandler& declarationHandler() { return d_declaration; }
+
+    void begin(Target& target, SAX2XMLReader& parser) {
         d_target = &target;
+        d_parser = &parser;
+        d_doctypeChecked = false;
         d_depth = 0;
         d_entityDepth = 0;
         d_inCdata = false;
@@ -121,6 +134,9 @@ class XMLDocumentReader::Handler : public DefaultHandler {
                       const Attributes& attributes) override {
         if (attributes.getLength() > sd_maxAttributes) {
             throw IConfigurationSet::serializationFailureException;
+        }
+        if (d_depth == 0 && !d_doctypeChecked) {
+            checkBareDoctype();
         }
         endValue();
         ++d_depth;
@@ -167,6 +183,10 @@ class XMLDocumentReader::Handler : public DefaultHandler {
 
     void processingInstruction(const XMLCh* const, const XMLCh* const) override { endValue(); }
 
+    void startDTD(const XMLCh* const name, const XMLCh* const, const XMLCh* const) override {
+        checkDoctypeName(name);
+    }
+
     void startCDATA() override { d_inCdata = true; }
 
     void endCDATA() override { d_inCdata = false; }
@@ -185,6 +205,36 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     }
 
   private:
+    // The DOCTYPE's name must be a qualified name (at most one colon, with a name on each side),
+    // as Xerces-C's DOM requires of a document type; the scanner accepts any name.
+    void checkDoctypeName(const XMLCh* name) {
+        d_doctypeChecked = true;
+        const XMLSize_t length = XMLString::stringLen(name);
+        if (d_declaration.isVersion1_1() ? !XMLChar1_1::isValidQName(name, length)
+                                         : !XMLChar1_0::isValidQName(name, length)) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+    }
+
+    // A DOCTYPE without internal or external subset is not reported to a SAX2 handler; the
+    // grammar still holds the declaration it made for the name, which only such a DOCTYPE
+    // makes (the root element, seen by now, adds at most one more).
+    void checkBareDoctype() {
+        const Grammar* grammar = d_parser->getRootGrammar();
+        if (grammar == nullptr || grammar->getGrammarType() != Grammar::DTDGrammarType) {
+            return;
+        }
+        NameIdPoolEnumerator<DTDElementDecl> declarations =
+            static_cast<const DTDGrammar*>(grammar)->getElemEnumerator();
+        while (declarations.hasMoreElements()) {
+            const DTDElementDecl& declaration = declarations.nextElement();
+            if (declaration.getCreateReason() == XMLElementDecl::AsRootElem) {
+                checkDoctypeName(declaration.getFullName());
+            }
+        }
+        d_doctypeChecked = true;
+    }
+
     enum class Value { missing, open, complete };  // the setting's first text child
 
     bool atSettingLevel() const {
@@ -243,6 +293,9 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     }
 
     Target* d_target = nullptr;
+    SAX2XMLReader* d_parser = nullptr;
+    bool d_doctypeChecked = false;  // the DOCTYPE's name, if there is one
+    XMLDeclaration d_declaration;
     XMLValueTextReader d_values;
     size_t d_depth = 0;        // elements open
     size_t d_entityDepth = 0;  // entity references open inside the root element
@@ -261,16 +314,15 @@ class XMLDocumentReader::Handler : public DefaultHandler {
 };
 
 XMLDocumentReader::XMLDocumentReader(XMLTranscoder& wideTranscoder)
-    : d_handler(new Handler(wideTranscoder)), d_versionCheck(new VersionCheck()) {
+    : d_handler(new Handler(wideTranscoder)) {
     d_security.setEntityExpansionLimit(sd_entityExpansionLimit);
 }
 
 XMLDocumentReader::~XMLDocumentReader() = default;
 
 void XMLDocumentReader::read(const unsigned char* in, size_t length, Target& target) {
-    d_handler->begin(target);
     try {
-        parse(in, length);
+        parse(in, length, target);
     } catch (...) {
         target.forgetCreated();
         throw;
@@ -293,17 +345,18 @@ void XMLDocumentReader::createParser() {
     parser->setProperty(XMLUni::fgXercesSecurityManager, &d_security);
     parser->setContentHandler(d_handler.get());
     parser->setLexicalHandler(d_handler.get());
-    parser->installAdvDocHandler(d_versionCheck.get());
+    parser->installAdvDocHandler(&d_handler->declarationHandler());
     d_parser = std::move(parser);
 }
 
 // A parser that ran out of memory may be left unusable, so it is dropped and built anew by the
 // next read.
-void XMLDocumentReader::parse(const unsigned char* in, size_t length) {
+void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& target) {
     try {
         if (d_parser == nullptr) {
             createParser();
         }
+        d_handler->begin(target, *d_parser);
         const MemBufInputSource source(in, length, "configuration", false,
                                        XMLPlatformUtils::fgMemoryManager);
         d_parser->parse(source);

@@ -20,8 +20,11 @@ class DocumentMaker {
         std::string text = pick({"", "<?xml version=\"1.0\"?>",
                                  "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>",
                                  "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>",
-                                 "<?xml version=\"1.0\" encoding=\"US-ASCII\"?>"});
-        if (chance(3)) {
+                                 "<?xml version=\"1.0\" encoding=\"US-ASCII\"?>",
+                                 "<?xml version=\"1.1\"?>", "<?xml version=\"1.5\"?>"});
+        text +=
+            pick({"", "", "", "<!DOCTYPE configuration>", "<!DOCTYPE a:b:c>", "<!DOCTYPE :x []>"});
+        if (!chance(3) && text.find("DOCTYPE") == std::string::npos) {
             text +=
                 "<!DOCTYPE configuration [<!ENTITY t \"5\"><!ENTITY e \"\">"
                 "<!ENTITY m \"<setting name='m' type='int32'>7</setting>\">"
@@ -135,6 +138,6 @@ TEST(XMLReaderDifferential, TheSaxReaderAgreesWithTheDomReaderOnGeneratedDocumen
         read += bothRead ? 1 : 0;
     }
     // Both outcomes are well represented.
-    EXPECT_GT(read, 300u);
+    EXPECT_GT(read, 150u);
     EXPECT_LT(read, 2700u);
 }

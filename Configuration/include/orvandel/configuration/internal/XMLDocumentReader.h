@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include <xercesc/framework/XMLDocumentHandler.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/TransService.hpp>
@@ -65,11 +64,10 @@ class XMLDocumentReader {
   private:
     class Handler;
 
-    void parse(const unsigned char* in, size_t length);
+    void parse(const unsigned char* in, size_t length, Target& target);
     void createParser();
 
     std::unique_ptr<Handler> d_handler;
-    std::unique_ptr<xercesc::XMLDocumentHandler> d_versionCheck;
     xercesc::SecurityManager d_security;
     std::unique_ptr<xercesc::SAX2XMLReader> d_parser;  // refers to the two above
 };
