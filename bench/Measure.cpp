@@ -31,6 +31,7 @@ const Comparison kComparisons[] = {
     {"binary read", "binary_read", "map_build_sorted", 1.5, 100000},
     {"XML serialise", "xml_serialize", "xerces_build_serialize", 1.2, 100000},
     {"XML read", "xml_read", "xerces_parse_walk", 1.2, 100000},
+    {"XML read vs DOM parse alone", "xml_read", "xerces_dom_parse", 0.75, 1000},
 };
 
 // In a child run: prints the console lines as usual, then one line per measured benchmark that the

@@ -218,6 +218,21 @@ void xerces_parse_walk(benchmark::State& state) {
 }
 ORVANDEL_BENCHMARK(xerces_parse_walk);
 
+// Xerces-C's DOM parser building the tree, nothing else: what any DOM-based reader pays before it
+// reads a single value.
+void xerces_dom_parse(benchmark::State& state) {
+    const Workload& load = workload(state.range(0));
+    const std::vector<unsigned char>& form = xmlForm(load);
+    for (auto _ : state) {
+        MemBufInputSource source(form.data(), form.size(), "configuration", false);
+        XercesDOMParser parser;
+        parser.parse(source);
+        benchmark::DoNotOptimize(parser.getDocument()->getDocumentElement());
+    }
+    countSettings(state, load.paths.size());
+}
+ORVANDEL_BENCHMARK(xerces_dom_parse);
+
 }  // namespace
 
 }  // namespace orvandel_bench
