@@ -93,7 +93,7 @@ class RatioTable {
                 missed += met ? 0 : 1;
                 char target[16] = "-";
                 if (judged) {
-                    std::snprintf(target, sizeof target, "%.1f", comparison.target);
+                    std::snprintf(target, sizeof target, "%.2f", comparison.target);
                 }
                 std::printf("%-32s %10zu %14.1f %14.1f %8.2f %8s%s\n", comparison.label, n,
                             median(valuesOf(key)), median(valuesOf({comparison.floor, n})), ratio,
