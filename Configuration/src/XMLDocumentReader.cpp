@@ -335,36 +335,40 @@ void XMLDocumentReader::read(const unsigned char* in, size_t length, Target& tar
 // without end: nothing is ever fetched from files or the network (a reference to an external
 // entity is an error, an external DTD is skipped), and entity expansion is bounded.
 void XMLDocumentReader::createParser() {
-    std::unique_ptr<SAX2XMLReader> parser(
-        XMLReaderFactory::createXMLReader(XMLPlatformUtils::fgMemoryManager));
-    parser->setFeature(XMLUni::fgSAX2CoreNameSpaces, false);
-    parser->setFeature(XMLUni::fgSAX2CoreValidation, false);
-    parser->setFeature(XMLUni::fgXercesSchema, false);
-    parser->setFeature(XMLUni::fgXercesLoadExternalDTD, false);
-    parser->setFeature(XMLUni::fgXercesDisableDefaultEntityResolution, true);
-    parser->setProperty(XMLUni::fgXercesSecurityManager, &d_security);
-    parser->setContentHandler(d_handler.get());
-    parser->setLexicalHandler(d_handler.get());
-    parser->installAdvDocHandler(&d_handler->declarationHandler());
+    std::unique_ptr<SAX2XMLReader> parser(XMLReaderFactory::createXMLReader(&d_memory));
+    try {
+        parser->setFeature(XMLUni::fgSAX2CoreNameSpaces, false);
+        parser->setFeature(XMLUni::fgSAX2CoreValidation, false);
+        parser->setFeature(XMLUni::fgXercesSchema, false);
+        parser->setFeature(XMLUni::fgXercesLoadExternalDTD, false);
+        parser->setFeature(XMLUni::fgXercesDisableDefaultEntityResolution, true);
+        parser->setProperty(XMLUni::fgXercesSecurityManager, &d_security);
+        parser->setContentHandler(d_handler.get());
+        parser->setLexicalHandler(d_handler.get());
+        parser->installAdvDocHandler(&d_handler->declarationHandler());
+    } catch (const OutOfMemoryException&) {
+        parser.release();  // abandoned with the rest of its memory by parse
+        throw;
+    }
     d_parser = std::move(parser);
 }
 
-// A parser that ran out of memory may be left unusable, so it is dropped and built anew by the
-// next read.
+// Everything the parser and its input allocate comes from d_memory. Running out of memory there
+// (or in the handler) abandons the parser with all its memory, since Xerces-C does not leave it
+// in a state fit for reuse or even destruction; the next read builds a new one.
 void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& target) {
     try {
         if (d_parser == nullptr) {
             createParser();
         }
         d_handler->begin(target, *d_parser);
-        const MemBufInputSource source(in, length, "configuration", false,
-                                       XMLPlatformUtils::fgMemoryManager);
+        const MemBufInputSource source(in, length, "configuration", false, &d_memory);
         d_parser->parse(source);
     } catch (const OutOfMemoryException&) {
-        d_parser.reset();
+        abandonParser();
         throw std::bad_alloc();
     } catch (const std::bad_alloc&) {
-        d_parser.reset();
+        abandonParser();
         throw;
     } catch (...) {
         throw IConfigurationSet::serializationFailureException;
@@ -372,6 +376,11 @@ void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& ta
     if (d_parser->getErrorCount() > 0) {
         throw IConfigurationSet::serializationFailureException;
     }
+}
+
+void XMLDocumentReader::abandonParser() {
+    d_parser.release();
+    d_memory.releaseAll();
 }
 
 }  // namespace configuration

@@ -114,7 +114,7 @@ class DocumentMaker {
                 text.erase(at, 1 + d_random() % 3);
                 break;
             case 1:
-                text.insert(at, 1, "<>&\"'/=\xe9\x80 "[d_random() % 12]);
+                text.insert(at, 1, "<>&\"'/=\xe9\x80 "[d_random() % 10]);
                 break;
             default:
                 text.resize(at);

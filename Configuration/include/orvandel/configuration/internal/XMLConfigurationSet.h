@@ -25,11 +25,12 @@ bool xmlInitialize();
 class XMLConfigurationSet : public ConfigurationSet {
   public:
     // The deepest element nesting the set writes or reads, the root element counting as depth 1,
-    // so a path may have at most sd_maxElementDepth - 2 branch segments. Both Xerces-C's
-    // serializer and the reader recurse once per level; the bound keeps their stack use to a
-    // few hundred kilobytes (small enough for a host thread's stack) and turns absurdly deep
-    // paths and documents into serializationFailureException instead of a stack overflow. Every
-    // document the set writes is within the bound, so it never refuses its own documents.
+    // so a path may have at most sd_maxElementDepth - 2 branch segments. Xerces-C's serializer
+    // recurses once per level; the bound keeps its stack use to a few hundred kilobytes (small
+    // enough for a host thread's stack) and turns absurdly deep paths into
+    // serializationFailureException instead of a stack overflow. The reader, which does not
+    // recurse, refuses deeper documents alike. Every document the set writes is within the bound,
+    // so it never refuses its own documents.
     static constexpr size_t sd_maxElementDepth = 1000;
 
     XMLConfigurationSet();

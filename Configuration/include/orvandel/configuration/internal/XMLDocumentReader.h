@@ -14,6 +14,7 @@
 #include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/Setting.h>
+#include <orvandel/configuration/internal/XMLParserMemory.h>
 
 namespace com {
 namespace orvandel {
@@ -66,10 +67,12 @@ class XMLDocumentReader {
 
     void parse(const unsigned char* in, size_t length, Target& target);
     void createParser();
+    void abandonParser();
 
     std::unique_ptr<Handler> d_handler;
     xercesc::SecurityManager d_security;
-    std::unique_ptr<xercesc::SAX2XMLReader> d_parser;  // refers to the two above
+    XMLParserMemory d_memory;
+    std::unique_ptr<xercesc::SAX2XMLReader> d_parser;  // refers to the three above
 };
 
 }  // namespace configuration
