@@ -42,6 +42,9 @@ const XMLCh sd_typeAttribute[] = u"type";
 // nested entities would otherwise expand without end, after little work and memory.
 constexpr XMLSize_t sd_entityExpansionLimit = 100;
 
+// A value text's buffer larger than this (in UTF-16 units) is not kept from one read to the next.
+constexpr size_t sd_keptTextCapacity = 4096;
+
 // Appends text in Xerces-C's local code page. ASCII, which is all the library writes, is the
 // same in every code page and is copied without asking Xerces-C.
 void appendNarrow(std::string& out, const XMLCh* text) {
@@ -103,12 +106,11 @@ class XMLDeclaration : public XMLDocumentHandler {
 // reference), where the parser's character references and predefined entities stay part of it.
 class XMLDocumentReader::Handler : public DefaultHandler {
   public:
-    explicit Handler(XMLTranscoder& wideTranscoder) : d_values(wideTranscoder) {}
-
     XMLDocumentHandler& declarationHandler() { return d_declaration; }
 
-    void begin(Target& target, SAX2XMLReader& parser) {
+    void begin(Target& target, SAX2XMLReader& parser, XMLValueTextReader& values) {
         d_target = &target;
+        d_values = &values;
         d_parser = &parser;
         d_doctypeChecked = false;
         d_depth = 0;
@@ -120,14 +122,18 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         d_failure = nullptr;
     }
 
-    // After a document that parsed without error: the first fault met in a setting, if any.
-    void end() {
+    // Ends a read: returns the first fault met in a setting, if any (what counts only after a
+    // document that parsed without error), and lets go of everything the read made. A value
+    // text's buffer is kept for the next read unless it grew large.
+    std::exception_ptr end() {
         d_target = nullptr;
-        if (d_failure != nullptr) {
-            const std::exception_ptr failure = std::move(d_failure);
-            d_failure = nullptr;
-            std::rethrow_exception(failure);
+        d_values = nullptr;
+        if (d_text.capacity() > sd_keptTextCapacity) {
+            std::basic_string<XMLCh>().swap(d_text);
         }
+        std::exception_ptr failure;
+        failure.swap(d_failure);
+        return failure;
     }
 
     void startElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname,
@@ -282,7 +288,7 @@ class XMLDocumentReader::Handler : public DefaultHandler {
                 throw IConfigurationSet::serializationFailureException;
             }
             AutoRefCounted<Setting> setting = d_target->createSetting(type);
-            d_values.readValue(d_text.c_str(), *setting);
+            d_values->readValue(d_text.c_str(), *setting);
             std::string key = d_path.empty() ? "/" + d_name : d_path + d_name;
             d_target->storeSetting(std::move(key), static_pointer_cast<ISetting>(setting));
         } catch (IConfigurationSet::ConfigurationSetException) {
@@ -296,7 +302,7 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     SAX2XMLReader* d_parser = nullptr;
     bool d_doctypeChecked = false;  // the DOCTYPE's name, if there is one
     XMLDeclaration d_declaration;
-    XMLValueTextReader d_values;
+    XMLValueTextReader* d_values = nullptr;
     size_t d_depth = 0;        // elements open
     size_t d_entityDepth = 0;  // entity references open inside the root element
     bool d_inCdata = false;
@@ -314,20 +320,27 @@ class XMLDocumentReader::Handler : public DefaultHandler {
 };
 
 XMLDocumentReader::XMLDocumentReader(XMLTranscoder& wideTranscoder)
-    : d_handler(new Handler(wideTranscoder)) {
+    : d_wideTranscoder(wideTranscoder), d_handler(new Handler()) {
     d_security.setEntityExpansionLimit(sd_entityExpansionLimit);
 }
 
 XMLDocumentReader::~XMLDocumentReader() = default;
 
+// The value reader lives for one read only, so that its buffers, as large as the longest value
+// read, go with it.
 void XMLDocumentReader::read(const unsigned char* in, size_t length, Target& target) {
+    XMLValueTextReader values(d_wideTranscoder);
     try {
-        parse(in, length, target);
+        parse(in, length, target, values);
     } catch (...) {
+        d_handler->end();
         target.forgetCreated();
         throw;
     }
-    d_handler->end();
+    const std::exception_ptr failure = d_handler->end();
+    if (failure != nullptr) {
+        std::rethrow_exception(failure);
+    }
 }
 
 // Xerces-C's parser with the settings of its DOM parser (no validation, no namespaces, so tag
@@ -356,12 +369,13 @@ void XMLDocumentReader::createParser() {
 // Everything the parser and its input allocate comes from d_memory. Running out of memory there
 // (or in the handler) abandons the parser with all its memory, since Xerces-C does not leave it
 // in a state fit for reuse or even destruction; the next read builds a new one.
-void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& target) {
+void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& target,
+                              XMLValueTextReader& values) {
     try {
         if (d_parser == nullptr) {
             createParser();
         }
-        d_handler->begin(target, *d_parser);
+        d_handler->begin(target, *d_parser, values);
         const MemBufInputSource source(in, length, "configuration", false, &d_memory);
         d_parser->parse(source);
     } catch (const OutOfMemoryException&) {

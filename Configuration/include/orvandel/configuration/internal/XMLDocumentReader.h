@@ -15,6 +15,7 @@
 #include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLParserMemory.h>
+#include <orvandel/configuration/internal/XMLValueText.h>
 
 namespace com {
 namespace orvandel {
@@ -65,10 +66,11 @@ class XMLDocumentReader {
   private:
     class Handler;
 
-    void parse(const unsigned char* in, size_t length, Target& target);
+    void parse(const unsigned char* in, size_t length, Target& target, XMLValueTextReader& values);
     void createParser();
     void abandonParser();
 
+    xercesc::XMLTranscoder& d_wideTranscoder;
     std::unique_ptr<Handler> d_handler;
     xercesc::SecurityManager d_security;
     XMLParserMemory d_memory;
