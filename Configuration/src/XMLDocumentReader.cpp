@@ -113,6 +113,7 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         d_values = &values;
         d_parser = &parser;
         d_doctypeChecked = false;
+        d_declaration.resetDocument();
         d_depth = 0;
         d_entityDepth = 0;
         d_inCdata = false;
@@ -306,8 +307,8 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     size_t d_depth = 0;        // elements open
     size_t d_entityDepth = 0;  // entity references open inside the root element
     bool d_inCdata = false;
-    std::vector<size_t>
-        d_branchStarts;         // per open root or branch element: d_path's length before it
+    // Per open root or branch element, d_path's length before it.
+    std::vector<size_t> d_branchStarts;
     std::string d_path;         // the branch path: "a/b/" inside branch elements a and b
     size_t d_settingDepth = 0;  // the depth of the open setting element, 0 outside one
     bool d_hasName = false;
