@@ -174,8 +174,8 @@ TEST(XMLHostileDocument, EveryTruncationOfAValidDocumentFailsOrReadsWhole) {
     }
 }
 
-// Xerces-C reads a start tag whole before reporting it, so the bound cannot stop a huge one
-// early; it keeps what follows from ever seeing one.
+// A setting element needs two attributes and other elements none; an element with more than the
+// bound fails the document wherever it stands, also after a setting that was read.
 TEST(XMLHostileDocument, AnElementWithMoreAttributesThanTheBoundFails) {
     const auto attributes = [](size_t count) {
         std::string text;
