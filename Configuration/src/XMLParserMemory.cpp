@@ -1,5 +1,6 @@
 #include <orvandel/configuration/internal/XMLParserMemory.h>
 
+#include <limits>
 #include <new>
 
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -21,6 +22,9 @@ xercesc::MemoryManager* XMLParserMemory::getExceptionMemoryManager() {
 
 // Each block is preceded by its link, which keeps the alignment that operator new gives.
 void* XMLParserMemory::allocate(XMLSize_t size) {
+    if (size > std::numeric_limits<XMLSize_t>::max() - sizeof(Link)) {
+        throw xercesc::OutOfMemoryException();
+    }
     Link* link = nullptr;
     try {
         link = static_cast<Link*>(::operator new(sizeof(Link) + size));

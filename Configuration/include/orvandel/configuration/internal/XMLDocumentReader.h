@@ -34,9 +34,10 @@ class XMLDocumentReader {
         // Keeps setting under key, replacing one read earlier under the same key.
         virtual void storeSetting(std::string&& key, AutoRefCounted<ISetting>&& setting) = 0;
 
-        // Called when a document fails for a reason that a tree-walking reader would have met
-        // before building any setting (the document is not well-formed, or memory ran out):
-        // puts the modified flag back as it was before the read.
+        // Called when a read fails other than at a faulty setting of a well-formed document (it
+        // is not well-formed, it is refused as a whole, or memory ran out), which a reader of
+        // the finished tree meets before building any setting: puts the modified flag back as
+        // it was before the read.
         virtual void forgetCreated() = 0;
 
       protected:
