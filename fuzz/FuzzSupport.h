@@ -135,19 +135,18 @@ inline AutoRefCounted<IConfigurationSet> createSet(const char* type) {
     return getConfigurationSetFactory()->createConfigurationSet(type);
 }
 
-// A set already holding a few settings of several types, so that a read has something to keep
-// or replace.
-inline AutoRefCounted<IConfigurationSet> createPopulatedSet(const char* type) {
-    AutoRefCounted<IConfigurationSet> set = createSet(type);
+// Gives the set a few settings of several types, so that a read has something to keep or
+// replace, and clears its modified flag.
+inline void populate(IConfigurationSet& set) {
     const auto* factory = getConfigurationSetFactory();
     AutoRefCounted<ISetting> number = factory->createSetting();
     number->initialize(ISetting::int32Type);
     number->setValue(static_cast<int32_t>(-7));
-    set->insertSetting("a/number", number);
+    set.insertSetting("a/number", number);
     AutoRefCounted<ISetting> text = factory->createSetting();
     text->initialize(ISetting::stringType);
     text->setValue(std::string("kept"));
-    set->insertSetting("/x", text);
+    set.insertSetting("/x", text);
     AutoRefCounted<ISetting> binary = factory->createSetting();
     binary->initialize(ISetting::binaryType);
     size_t length = 3;
@@ -157,8 +156,13 @@ inline AutoRefCounted<IConfigurationSet> createPopulatedSet(const char* type) {
     bytes[0] = 1;
     bytes[1] = 2;
     bytes[2] = 3;
-    set->insertSetting("b/blob", binary);
-    set->checkModified();
+    set.insertSetting("b/blob", binary);
+    set.checkModified();
+}
+
+inline AutoRefCounted<IConfigurationSet> createPopulatedSet(const char* type) {
+    AutoRefCounted<IConfigurationSet> set = createSet(type);
+    populate(*set);
     return set;
 }
 

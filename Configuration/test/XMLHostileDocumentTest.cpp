@@ -8,6 +8,8 @@
 
 #include "XMLTestSupport.h"
 
+#include <orvandel/configuration/internal/XMLDocumentReader.h>
+
 using namespace xmltest;
 
 namespace {
@@ -170,4 +172,26 @@ TEST(XMLHostileDocument, EveryTruncationOfAValidDocumentFailsOrReadsWhole) {
             EXPECT_EQ(0u, target->getSettingCount()) << length;
         }
     }
+}
+
+// A setting element needs two attributes and other elements none; an element with more than the
+// bound fails the document wherever it stands, also after a setting that was read.
+TEST(XMLHostileDocument, AnElementWithMoreAttributesThanTheBoundFails) {
+    const auto attributes = [](size_t count) {
+        std::string text;
+        for (size_t index = 0; index < count; ++index) {
+            text += " a" + std::to_string(index) + "=\"1\"";
+        }
+        return text;
+    };
+    const size_t bound = com::orvandel::configuration::XMLDocumentReader::sd_maxAttributes;
+    const std::string setting = settingElement("s", "int32", "1");
+    EXPECT_TRUE(readLeavesNoSecret("<configuration><setting name=\"s\" type=\"int32\"" +
+                                   attributes(bound - 2) + ">1</setting></configuration>"));
+    EXPECT_FALSE(readLeavesNoSecret("<configuration><setting name=\"s\" type=\"int32\"" +
+                                    attributes(bound - 1) + ">1</setting></configuration>"));
+    EXPECT_FALSE(readLeavesNoSecret("<configuration" + attributes(bound + 1) + ">" + setting +
+                                    "</configuration>"));
+    EXPECT_FALSE(readLeavesNoSecret("<configuration>" + setting + "<x" + attributes(5000) +
+                                    "/></configuration>"));
 }

@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/util/TransService.hpp>
 
 #include <orvandel/configuration/internal/ConfigurationSet.h>
@@ -15,6 +14,8 @@
 namespace com {
 namespace orvandel {
 namespace configuration {
+
+class XMLDocumentReader;
 
 // Sets Xerces-C up for the process. Runs once, while the library is loaded, from a static
 // initialiser; Xerces-C is never terminated. Returns false when Xerces-C could not be set up,
@@ -24,11 +25,12 @@ bool xmlInitialize();
 class XMLConfigurationSet : public ConfigurationSet {
   public:
     // The deepest element nesting the set writes or reads, the root element counting as depth 1,
-    // so a path may have at most sd_maxElementDepth - 2 branch segments. Both Xerces-C's
-    // serializer and the reader recurse once per level; the bound keeps their stack use to a
-    // few hundred kilobytes (small enough for a host thread's stack) and turns absurdly deep
-    // paths and documents into serializationFailureException instead of a stack overflow. Every
-    // document the set writes is within the bound, so it never refuses its own documents.
+    // so a path may have at most sd_maxElementDepth - 2 branch segments. Xerces-C's serializer
+    // recurses once per level; the bound keeps its stack use to a few hundred kilobytes (small
+    // enough for a host thread's stack) and turns absurdly deep paths into
+    // serializationFailureException instead of a stack overflow. The reader, which does not
+    // recurse, refuses deeper documents alike. Every document the set writes is within the bound,
+    // so it never refuses its own documents.
     static constexpr size_t sd_maxElementDepth = 1000;
 
     XMLConfigurationSet();
@@ -48,13 +50,11 @@ class XMLConfigurationSet : public ConfigurationSet {
     ~XMLConfigurationSet() override;
 
   private:
-    struct DocumentReading;
-
-    void unserializeDoc(const xercesc::DOMElement& element, DocumentReading& reading, size_t depth);
-    void readSetting(const xercesc::DOMElement& element, DocumentReading& reading);
+    class ReadTarget;
 
     bool d_xmlPlatformInitialized;  // false when the transcoder could not be made
     std::unique_ptr<xercesc::XMLTranscoder> d_wcharTranscoder;  // UTF-16 to UCS-4LE (wchar_t)
+    std::unique_ptr<XMLDocumentReader> d_reader;  // built by the first read, kept for the next
 };
 
 }  // namespace configuration
