@@ -57,19 +57,10 @@ void ConfigurationSet::save(const std::string& filePath) {
     }
     std::ofstream file;
     file.exceptions(std::ios_base::failbit);
-    size_t serializedLength = 0;
-    try {
-        serialize(nullptr, 0, &serializedLength);
-    } catch (ConfigurationSetException exception) {
-        if (exception != outBufferTooSmallException) {
-            throw;
-        }
-    }
-    serializedLength += 1;
-    const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
-    serialize(serialized.get(), serializedLength, &serializedLength);
+    const FormBuffer serialized = serializedForm();
+    const size_t serializedLength = serialized.size();
     file.open(filePath.c_str(), std::ios_base::binary | std::ios_base::out);
-    file.write(reinterpret_cast<const char*>(serialized.get()),
+    file.write(reinterpret_cast<const char*>(serialized.data()),
                static_cast<std::streamsize>(serializedLength));
     file.close();
 }

@@ -1,0 +1,60 @@
+#include <orvandel/configuration/internal/KeptForm.h>
+
+#include <orvandel/configuration/internal/Setting.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+void KeptForm::noteSetting(const ISetting& setting) {
+    if (!static_cast<const Setting&>(setting).carriesFlag(&d_changes)) {
+        d_keepable = false;
+    }
+}
+
+void KeptForm::noteBinary(size_t offset, ISetting& setting) {
+    d_binaries.push_back({offset, &setting});
+}
+
+bool KeptForm::isCurrent() const {
+    return d_kept && d_builtAt == d_changes.changes();
+}
+
+void KeptForm::build(const std::function<void(KeptForm&)>& build) {
+    release();
+    try {
+        build(*this);
+    } catch (...) {
+        release();
+        throw;
+    }
+    d_kept = d_keepable;
+    d_builtAt = d_changes.changes();
+}
+
+void KeptForm::refreshBinaries(const BinaryRewriter& rewrite) {
+    for (const BinaryValue& value : d_binaries) {
+        unsigned char* binary = nullptr;
+        size_t length = 0;
+        value.setting->getBinaryBuffer(&binary, &length);
+        rewrite(d_bytes.data() + value.offset, binary, length);
+    }
+    d_builtAt = d_changes.changes();
+}
+
+FormBuffer KeptForm::take() {
+    FormBuffer form(std::move(d_bytes));
+    release();
+    return form;
+}
+
+void KeptForm::release() {
+    FormBuffer().swap(d_bytes);
+    std::vector<BinaryValue>().swap(d_binaries);
+    d_keepable = true;
+    d_kept = false;
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

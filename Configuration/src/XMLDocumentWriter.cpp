@@ -1,0 +1,469 @@
+// The XML writer works in two passes. The first lays out the element tree from the paths alone
+// (which element each setting goes into, by the format's branch rules); the second prints the
+// tree, formatting each value as it goes, so no value text is held longer than it is printed.
+// Printing follows what Xerces-C's DOM serializer does with pretty-printing: a line break and
+// two spaces per level before each element, an empty line before each child of the root, and
+// the serializer's handling of a text that is all whitespace and holds a line break (the line
+// break it printed stands in for the next one, and its trailing blanks for part of the next
+// indentation).
+#include <orvandel/configuration/internal/XMLDocumentWriter.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <new>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <xercesc/dom/DOMException.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
+#include <xercesc/util/Base64.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLChar.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+#include <xercesc/util/XMLUniDefs.hpp>
+
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+#include <orvandel/configuration/internal/XMLValueText.h>
+#include <orvandel/configuration/internal/XercesHolders.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+using namespace xercesc;
+
+namespace {
+
+using Unicode = std::u16string_view;
+
+constexpr uint32_t sd_none = UINT32_MAX;
+constexpr Unicode sd_settingTag = u"setting";
+
+// Base64::encode breaks its text into lines of 15 quads (45 bytes, 60 characters), each ending
+// in a line feed, so encoding whole lines at a time gives the same text as encoding at once.
+constexpr size_t sd_base64LineBytes = 45;
+constexpr size_t sd_base64ChunkBytes = sd_base64LineBytes * 1024;
+
+// Narrow text (the set's paths, value texts in the locale's encoding) as Xerces-C's UTF-16,
+// exactly as XMLString::transcode turns it, up to the first NUL. ASCII is widened directly; it
+// is the same in every code page Xerces-C may use.
+class UnicodeText {
+  public:
+    // The text of `length` bytes at `text`; valid until the next call.
+    Unicode of(const char* text, size_t length) {
+        length = strnlen(text, length);
+        const bool ascii = std::all_of(text, text + length,
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        if (ascii) {
+            d_text.assign(text, text + length);
+            return d_text;
+        }
+        d_narrow.assign(text, length);
+        const XercesBuffer<XMLCh> transcoded(
+            XMLString::transcode(d_narrow.c_str(), XMLPlatformUtils::fgMemoryManager));
+        if (transcoded == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        d_text.assign(transcoded.get());
+        return d_text;
+    }
+
+  private:
+    std::string d_narrow;
+    std::u16string d_text;
+};
+
+// The element children of one parent that share one tag name; the writer reuses a branch
+// element only when its parent has exactly one child of that name.
+struct SameName {
+    uint32_t first = sd_none;
+    uint32_t count = 0;
+
+    uint32_t unique() const { return count == 1 ? first : sd_none; }
+    void add(uint32_t child) {
+        if (count++ == 0) {
+            first = child;
+        }
+    }
+};
+
+// One element of the document: the root, a branch element (with its tag name in the tree's
+// pool) or a setting element (with its entry of the set).
+struct Element {
+    uint32_t firstChild = sd_none;
+    uint32_t lastChild = sd_none;
+    uint32_t nextSibling = sd_none;
+    size_t tagStart = 0;
+    size_t tagLength = 0;
+    const ConfigurationSet::SettingMap::value_type* setting = nullptr;
+    SameName settingChildren;
+};
+
+// The first pass: the element tree of the document, built from the paths in the set's order.
+class DocumentTree {
+  public:
+    DocumentTree() { d_elements.emplace_back(); }
+
+    void add(const ConfigurationSet::SettingMap::value_type& entry) {
+        const std::string& path = entry.first;
+        const size_t lastSlash = path.rfind('/');
+        const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
+        Element setting;
+        setting.setting = &entry;
+        d_elements[parent].settingChildren.add(append(parent, setting));
+    }
+
+    const Element& element(uint32_t index) const { return d_elements[index]; }
+    Unicode tagOf(const Element& element) const {
+        return Unicode(d_tags).substr(element.tagStart, element.tagLength);
+    }
+
+  private:
+    // One branch level of the last path walked: the element its segment led to, where the
+    // segment's "/" ends in the path, and whether that element is still the only child of its
+    // name (then a path with the same bytes up to there reaches it again without looking).
+    struct Level {
+        size_t end;
+        uint32_t element;
+        bool unique;
+    };
+
+    // Walks the branch segments of path before branchEnd (each ends at a "/"). A segment goes
+    // into the existing child element of its tag name when the parent has exactly one;
+    // otherwise (none, or several) it gets a new element, and so does every deeper segment of
+    // the path, without looking. An empty segment just before branchEnd is never visited.
+    uint32_t branchOf(const std::string& path, size_t branchEnd) {
+        size_t shared = sharedLevels(path, branchEnd);
+        d_walk.resize(shared);
+        d_previousPath = &path;
+        uint32_t parent = shared == 0 ? 0 : d_walk.back().element;
+        size_t position = shared == 0 ? 0 : d_walk.back().end;
+        size_t depth = 1 + shared;
+        bool upperParentMissing = false;
+        while (position < branchEnd) {
+            const size_t segmentEnd = path.find('/', position);
+            const Unicode tag = d_unicode.of(path.data() + position, segmentEnd - position);
+            position = segmentEnd + 1;
+            if (++depth > XMLConfigurationSet::sd_maxElementDepth - 1) {
+                throw IConfigurationSet::serializationFailureException;
+            }
+            SameName& sameName = childrenNamed(parent, tag);
+            const uint32_t existing = upperParentMissing ? sd_none : sameName.unique();
+            if (existing != sd_none) {
+                parent = existing;
+            } else {
+                upperParentMissing = true;
+                parent = appendBranch(parent, tag, sameName);
+            }
+            d_walk.push_back({position, parent, sameName.count == 1});
+        }
+        return parent;
+    }
+
+    // The levels of the last walk that path goes through in the same way.
+    size_t sharedLevels(const std::string& path, size_t branchEnd) const {
+        if (d_previousPath == nullptr) {
+            return 0;
+        }
+        const size_t common =
+            std::mismatch(path.begin(), path.end(), d_previousPath->begin(), d_previousPath->end())
+                .first -
+            path.begin();
+        size_t shared = 0;
+        while (shared < d_walk.size() && d_walk[shared].unique && d_walk[shared].end <= common &&
+               d_walk[shared].end - 1 <= branchEnd) {
+            ++shared;
+        }
+        return shared;
+    }
+
+    // A new branch element named tag, as the DOM's createElement would make it: a tag that is
+    // not an XML name fails with the DOM's own exception.
+    uint32_t appendBranch(uint32_t parent, Unicode tag, SameName& sameName) {
+        if (!XMLChar1_0::isValidName(tag.data(), tag.size())) {
+            throw DOMException(DOMException::INVALID_CHARACTER_ERR, 0,
+                               XMLPlatformUtils::fgMemoryManager);
+        }
+        Element branch;
+        branch.tagStart = d_tags.size();
+        branch.tagLength = tag.size();
+        d_tags.append(tag);
+        const uint32_t index = append(parent, branch);
+        sameName.add(index);
+        return index;
+    }
+
+    SameName& childrenNamed(uint32_t parent, Unicode tag) {
+        if (tag == sd_settingTag) {
+            return d_elements[parent].settingChildren;
+        }
+        d_key.assign(reinterpret_cast<const char16_t*>(&parent), sizeof parent / sizeof(char16_t));
+        d_key.append(tag);
+        return d_branches[d_key];
+    }
+
+    uint32_t append(uint32_t parent, const Element& child) {
+        if (d_elements.size() >= sd_none) {
+            throw std::bad_alloc();
+        }
+        const uint32_t index = static_cast<uint32_t>(d_elements.size());
+        d_elements.push_back(child);
+        Element& parentElement = d_elements[parent];
+        if (parentElement.lastChild == sd_none) {
+            parentElement.firstChild = index;
+        } else {
+            d_elements[parentElement.lastChild].nextSibling = index;
+        }
+        parentElement.lastChild = index;
+        return index;
+    }
+
+    std::deque<Element> d_elements;  // a deque, so that references survive appending
+    std::u16string d_tags;           // the tag names of the branch elements, back to back
+    std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
+    std::u16string d_key;
+    std::vector<Level> d_walk;
+    const std::string* d_previousPath = nullptr;
+    UnicodeText d_unicode;
+};
+
+// The second pass: prints the tree into the form. The formatter escapes and encodes (UTF-8)
+// every name and text, as it does for the DOM serializer; the markup around them is ASCII and
+// appended directly.
+class DocumentPrinter : public XMLFormatTarget {
+  public:
+    DocumentPrinter(const DocumentTree& tree, KeptForm& form)
+        : d_tree(tree),
+          d_form(form),
+          d_bytes(form.bytes()),
+          d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
+                      XMLPlatformUtils::fgMemoryManager) {}
+
+    void print() {
+        markup("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>");
+        newLine();
+        markup("<configuration");
+        const Element& root = d_tree.element(0);
+        if (root.firstChild == sd_none) {
+            markup("/>");
+        } else {
+            markup(">");
+            printChildren(root, 1);
+            newLine();
+            lineBreakUnlessPrinted();
+            markup("</configuration>");
+        }
+        newLine();
+    }
+
+    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
+                    XMLFormatter* const) override {
+        d_bytes.putBytes(toWrite, count);
+    }
+
+  private:
+    void printChildren(const Element& parent, unsigned level) {
+        for (uint32_t child = parent.firstChild; child != sd_none;
+             child = d_tree.element(child).nextSibling) {
+            printElement(d_tree.element(child), level);
+        }
+    }
+
+    void printElement(const Element& element, unsigned level) {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            if (level == 1) {
+                newLine();
+            }
+            newLine();
+        }
+        indent(level);
+        markup("<");
+        if (element.setting != nullptr) {
+            markup("setting");
+            printAttributes(*element.setting);
+        } else {
+            unicode(d_tree.tagOf(element), XMLFormatter::NoEscapes);
+        }
+        markup(">");
+        const uint64_t linesBefore = d_lines;
+        if (element.setting != nullptr) {
+            printValue(*element.setting->second);
+        }
+        printChildren(element, level + 1);
+        if (d_lines != linesBefore) {
+            lineBreakUnlessPrinted();
+            indent(level);
+        }
+        markup("</");
+        if (element.setting != nullptr) {
+            markup("setting");
+        } else {
+            unicode(d_tree.tagOf(element), XMLFormatter::NoEscapes);
+        }
+        markup(">");
+    }
+
+    void printAttributes(const ConfigurationSet::SettingMap::value_type& entry) {
+        const std::string& path = entry.first;
+        const size_t lastSlash = path.rfind('/');
+        const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
+        markup(" name=\"");
+        checkedUnicode(d_unicode.of(path.data() + nameStart, path.size() - nameStart),
+                       XMLFormatter::AttrEscapes);
+        markup("\" type=\"");
+        markup(xmlTypeKeyword(entry.second->getType()));
+        markup("\"");
+    }
+
+    void printValue(ISetting& setting) {
+        if (setting.getType() == ISetting::binaryType) {
+            return printBinary(setting);
+        }
+        const std::string& text = d_values.valueText(setting);
+        printText(d_unicode.of(text.data(), text.size()));
+    }
+
+    // Base64 holds neither markup nor whitespace only, so it is written as it is; long values are
+    // encoded a part at a time, straight into the form.
+    void printBinary(ISetting& setting) {
+        unsigned char* binary = nullptr;
+        size_t length = 0;
+        setting.getBinaryBuffer(&binary, &length);
+        printText(Unicode());
+        d_form.noteBinary(d_bytes.size(), setting);
+        writeXMLBase64(binary, length, d_bytes.extend(xmlBase64Length(length)));
+    }
+
+    // A text that is all whitespace and ends in a line break (after which only blanks follow)
+    // stands in for the serializer's next line break, and its trailing blanks for part of the
+    // next indentation.
+    void printText(Unicode text) {
+        d_lineFeedInText = false;
+        d_whiteSpaceAfterLineFeed = 0;
+        if (XMLChar1_0::isAllSpaces(text.data(), text.size())) {
+            size_t lineFeed = text.rfind(chLF);
+            if (lineFeed == Unicode::npos) {
+                lineFeed = text.rfind(chCR);
+            }
+            if (lineFeed != Unicode::npos) {
+                d_lineFeedInText = true;
+                d_whiteSpaceAfterLineFeed = text.size() - lineFeed;
+            }
+        }
+        checkedUnicode(text, XMLFormatter::CharEscapes);
+    }
+
+    // Names and texts must hold only characters XML 1.0 can carry; the serializer fails on any
+    // other, and so does the writer, before writing it.
+    void checkedUnicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
+        for (size_t unit = 0; unit < text.size(); ++unit) {
+            if (XMLChar1_0::isXMLChar(text[unit])) {
+                continue;
+            }
+            if (unit + 1 < text.size() && XMLChar1_0::isXMLChar(text[unit], text[unit + 1])) {
+                ++unit;  // a surrogate pair
+                continue;
+            }
+            throw IConfigurationSet::serializationFailureException;
+        }
+        unicode(text, escapes);
+    }
+
+    void unicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
+        if (!text.empty()) {
+            d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
+        }
+    }
+
+    void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
+
+    void newLine() {
+        d_bytes.put('\n');
+        ++d_lines;
+    }
+
+    // Before an end tag: a line break, unless a text has just printed one.
+    void lineBreakUnlessPrinted() {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            newLine();
+        }
+    }
+
+    void indent(unsigned level) {
+        if (d_whiteSpaceAfterLineFeed != 0) {
+            const size_t printed = d_whiteSpaceAfterLineFeed / 2;
+            d_whiteSpaceAfterLineFeed = 0;
+            level = printed < level ? level - static_cast<unsigned>(printed) : 0;
+        }
+        std::memset(d_bytes.extend(2 * size_t(level)), ' ', 2 * size_t(level));
+    }
+
+    const DocumentTree& d_tree;
+    KeptForm& d_form;
+    FormBuffer& d_bytes;
+    XMLFormatter d_formatter;  // writes through writeChars into d_bytes
+    XMLValueTextWriter d_values;
+    UnicodeText d_unicode;
+    uint64_t d_lines = 0;
+    bool d_lineFeedInText = false;
+    size_t d_whiteSpaceAfterLineFeed = 0;
+};
+
+}  // namespace
+
+void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form) {
+    try {
+        DocumentTree tree;
+        for (const ConfigurationSet::SettingMap::value_type& entry : settings) {
+            if (entry.second->getType() == ISetting::binaryType) {
+                // Read as a walk over the settings reads it, raising the modified flag even when
+                // a later path fails.
+                unsigned char* binary = nullptr;
+                size_t length = 0;
+                entry.second->getBinaryBuffer(&binary, &length);
+            }
+            form.noteSetting(*entry.second);
+            tree.add(entry);
+        }
+        DocumentPrinter(tree, form).print();
+    } catch (const OutOfMemoryException&) {
+        throw std::bad_alloc();
+    } catch (const XMLException&) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+}
+
+size_t xmlBase64Length(size_t length) {
+    const size_t quads = (length + 2) / 3;
+    const size_t lines = (length + sd_base64LineBytes - 1) / sd_base64LineBytes;
+    return quads * 4 + lines;
+}
+
+void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) {
+    for (size_t done = 0; done < length;) {
+        const size_t part = std::min(length - done, sd_base64ChunkBytes);
+        XMLSize_t encodedLength = 0;
+        const XercesBuffer<XMLByte> encoded(
+            Base64::encode(binary + done, part, &encodedLength, XMLPlatformUtils::fgMemoryManager));
+        if (encoded == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        std::memcpy(to, encoded.get(), encodedLength);
+        to += encodedLength;
+        done += part;
+    }
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com
