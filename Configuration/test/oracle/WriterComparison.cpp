@@ -102,7 +102,7 @@ class ByteSource {
 std::string pathFrom(ByteSource& source) {
     const uint8_t shape = source.next();
     std::string path = (shape & 0x67) == 0x67 ? "/" : "";
-    if ((shape & 0xf0) == 0xf0) {
+    if ((shape & 0xfc) == 0xfc) {
         for (int level = 0; level < 995 + shape % 8; ++level) {
             path += "d/";
         }
