@@ -1,11 +1,12 @@
-// The XML writer works in two passes. The first lays out the element tree from the paths alone
-// (which element each setting goes into, by the format's branch rules); the second prints the
-// tree, formatting each value as it goes, so no value text is held longer than it is printed.
-// Printing follows what Xerces-C's DOM serializer does with pretty-printing: a line break and
-// two spaces per level before each element, an empty line before each child of the root, and
-// the serializer's handling of a text that is all whitespace and holds a line break (the line
-// break it printed stands in for the next one, and its trailing blanks for part of the next
-// indentation).
+// The XML writer works in two passes. The first walks the settings once, in path order: it lays
+// out the element tree by the format's branch rules and appends, for each element, what stands
+// in its start tag (and a setting's value text) to a byte pool, escaped and encoded as the
+// serializer writes it. The second prints the tree from the pool in document order, with the
+// serializer's pretty-printing: a line break and two spaces per level before each element, an
+// empty line before each child of the root, and its handling of a text that is all whitespace
+// and holds a line break (that line break stands in for the next one the serializer would
+// print, and the blanks after it for part of the next indentation). So every setting is read
+// once, and the bytes of the document are written once.
 #include <orvandel/configuration/internal/XMLDocumentWriter.h>
 
 #include <algorithm>
@@ -79,6 +80,52 @@ class UnicodeText {
     std::u16string d_text;
 };
 
+// How Xerces-C's formatter writes each ASCII character in attribute values and in text, learnt
+// from the formatter itself once, so that the common ASCII text is escaped without a call per
+// text and still exactly as Xerces-C escapes it. Characters XML 1.0 cannot carry are marked.
+class AsciiEscapes : public XMLFormatTarget {
+  public:
+    struct Escaped {
+        std::string attribute;
+        std::string text;
+        bool allowed;
+    };
+
+    static const AsciiEscapes& instance() {
+        static const AsciiEscapes escapes;
+        return escapes;
+    }
+
+    const Escaped& of(unsigned char character) const { return d_escaped[character]; }
+
+    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
+                    XMLFormatter* const) override {
+        d_written.append(reinterpret_cast<const char*>(toWrite), count);
+    }
+
+  private:
+    AsciiEscapes() {
+        XMLFormatter formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes,
+                               XMLFormatter::UnRep_CharRef, XMLPlatformUtils::fgMemoryManager);
+        for (XMLCh character = 0; character < 0x80; ++character) {
+            Escaped& escaped = d_escaped[character];
+            escaped.allowed = XMLChar1_0::isXMLChar(character);
+            escaped.attribute = formatted(formatter, character, XMLFormatter::AttrEscapes);
+            escaped.text = formatted(formatter, character, XMLFormatter::CharEscapes);
+        }
+    }
+
+    std::string formatted(XMLFormatter& formatter, XMLCh character,
+                          XMLFormatter::EscapeFlags escapes) {
+        d_written.clear();
+        formatter.formatBuf(&character, 1, escapes, XMLFormatter::UnRep_CharRef);
+        return d_written;
+    }
+
+    Escaped d_escaped[0x80];
+    std::string d_written;
+};
+
 // The element children of one parent that share one tag name; the writer reuses a branch
 // element only when its parent has exactly one child of that name.
 struct SameName {
@@ -93,35 +140,74 @@ struct SameName {
     }
 };
 
-// One element of the document: the root, a branch element (with its tag name in the tree's
-// pool) or a setting element (with its entry of the set).
+// One element of the document. Its pool bytes are a branch element's tag name, or what follows
+// "<" of a setting element up to the end of its value text; a binary value is not pooled but
+// written from the setting when the element is printed.
 struct Element {
     uint32_t firstChild = sd_none;
     uint32_t lastChild = sd_none;
     uint32_t nextSibling = sd_none;
-    size_t tagStart = 0;
-    size_t tagLength = 0;
-    const ConfigurationSet::SettingMap::value_type* setting = nullptr;
+    bool isSetting = false;
+    bool lineFeedInText = false;          // the value text is whitespace with a line break
+    size_t whiteSpaceAfterLineFeed = 0;  // from the last line break to the end of that text
+    size_t poolStart = 0;
+    size_t poolLength = 0;
+    ISetting* binary = nullptr;
     SameName settingChildren;
 };
 
-// The first pass: the element tree of the document, built from the paths in the set's order.
-class DocumentTree {
+// The first pass: the element tree of the document and the pooled bytes of its elements, from
+// the settings in the set's order.
+class DocumentTree : public XMLFormatTarget {
   public:
-    DocumentTree() { d_elements.emplace_back(); }
+    DocumentTree()
+        : d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
+                      XMLPlatformUtils::fgMemoryManager),
+          d_escapes(AsciiEscapes::instance()) {
+        d_elements.emplace_back();
+    }
 
-    void add(const ConfigurationSet::SettingMap::value_type& entry) {
-        const std::string& path = entry.first;
+    // A name or text that XML 1.0 cannot carry was met. The serializer meets it only once the
+    // whole tree is built, so the failure is reported after every branch has been checked.
+    bool holdsUnwritableCharacter() const { return d_unwritable; }
+
+    void add(const std::string& path, ISetting& setting) {
         const size_t lastSlash = path.rfind('/');
+        const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
         const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
-        Element setting;
-        setting.setting = &entry;
-        d_elements[parent].settingChildren.add(append(parent, setting));
+        Element element;
+        element.isSetting = true;
+        element.poolStart = d_pool.size();
+        pool("setting name=\"");
+        escaped(path.data() + nameStart, path.size() - nameStart, &AsciiEscapes::Escaped::attribute,
+                XMLFormatter::AttrEscapes);
+        pool("\" type=\"");
+        pool(xmlTypeKeyword(setting.getType()));
+        pool("\">");
+        if (setting.getType() == ISetting::binaryType) {
+            // Read as the walk over the settings reads it, raising the modified flag.
+            unsigned char* binary = nullptr;
+            size_t length = 0;
+            setting.getBinaryBuffer(&binary, &length);
+            element.binary = &setting;
+        } else {
+            const std::string& text = d_values.valueText(setting);
+            noteWhiteSpace(text, element);
+            escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text,
+                    XMLFormatter::CharEscapes);
+        }
+        element.poolLength = d_pool.size() - element.poolStart;
+        d_elements[parent].settingChildren.add(append(parent, element));
     }
 
     const Element& element(uint32_t index) const { return d_elements[index]; }
-    Unicode tagOf(const Element& element) const {
-        return Unicode(d_tags).substr(element.tagStart, element.tagLength);
+    const unsigned char* poolBytes(const Element& element) const {
+        return d_pool.data() + element.poolStart;
+    }
+
+    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
+                    XMLFormatter* const) override {
+        d_pool.putBytes(toWrite, count);
     }
 
   private:
@@ -191,9 +277,10 @@ class DocumentTree {
                                XMLPlatformUtils::fgMemoryManager);
         }
         Element branch;
-        branch.tagStart = d_tags.size();
-        branch.tagLength = tag.size();
-        d_tags.append(tag);
+        branch.poolStart = d_pool.size();
+        d_formatter.formatBuf(tag.data(), tag.size(), XMLFormatter::NoEscapes,
+                              XMLFormatter::UnRep_CharRef);
+        branch.poolLength = d_pool.size() - branch.poolStart;
         const uint32_t index = append(parent, branch);
         sameName.add(index);
         return index;
@@ -224,26 +311,78 @@ class DocumentTree {
         return index;
     }
 
+    // A text that is all whitespace and holds a line break: the serializer remembers that it
+    // printed one, and how much follows it.
+    static void noteWhiteSpace(const std::string& text, Element& element) {
+        const bool allSpaces = std::all_of(text.begin(), text.end(), [](char c) {
+            return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        });
+        if (!allSpaces) {
+            return;
+        }
+        size_t lineFeed = text.rfind('\n');
+        if (lineFeed == std::string::npos) {
+            lineFeed = text.rfind('\r');
+        }
+        if (lineFeed != std::string::npos) {
+            element.lineFeedInText = true;
+            element.whiteSpaceAfterLineFeed = text.size() - lineFeed;
+        }
+    }
+
+    // Narrow text (up to its first NUL) as the formatter writes it with `escapes`: ASCII through
+    // the formatter's own table, anything else through the formatter.
+    void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
+                 XMLFormatter::EscapeFlags escapes) {
+        length = strnlen(text, length);
+        const size_t start = d_pool.size();
+        for (size_t at = 0; at < length; ++at) {
+            const unsigned char character = static_cast<unsigned char>(text[at]);
+            if (character >= 0x80) {
+                d_pool.truncate(start);
+                return escapedUnicode(d_unicode.of(text, length), escapes);
+            }
+            const AsciiEscapes::Escaped& escapedCharacter = d_escapes.of(character);
+            d_unwritable = d_unwritable || !escapedCharacter.allowed;
+            d_pool.putBytes((escapedCharacter.*ascii).data(), (escapedCharacter.*ascii).size());
+        }
+    }
+
+    void escapedUnicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
+        for (size_t unit = 0; unit < text.size(); ++unit) {
+            if (XMLChar1_0::isXMLChar(text[unit])) {
+                continue;
+            }
+            if (unit + 1 < text.size() && XMLChar1_0::isXMLChar(text[unit], text[unit + 1])) {
+                ++unit;  // a surrogate pair
+                continue;
+            }
+            d_unwritable = true;
+            return;
+        }
+        d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
+    }
+
+    void pool(const char* text) { d_pool.putBytes(text, std::strlen(text)); }
+
     std::deque<Element> d_elements;  // a deque, so that references survive appending
-    std::u16string d_tags;           // the tag names of the branch elements, back to back
+    FormBuffer d_pool;
+    XMLFormatter d_formatter;  // writes through writeChars into d_pool
+    const AsciiEscapes& d_escapes;
     std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
     std::u16string d_key;
     std::vector<Level> d_walk;
     const std::string* d_previousPath = nullptr;
     UnicodeText d_unicode;
+    XMLValueTextWriter d_values;
+    bool d_unwritable = false;
 };
 
-// The second pass: prints the tree into the form. The formatter escapes and encodes (UTF-8)
-// every name and text, as it does for the DOM serializer; the markup around them is ASCII and
-// appended directly.
-class DocumentPrinter : public XMLFormatTarget {
+// The second pass: prints the tree into the form.
+class DocumentPrinter {
   public:
     DocumentPrinter(const DocumentTree& tree, KeptForm& form)
-        : d_tree(tree),
-          d_form(form),
-          d_bytes(form.bytes()),
-          d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
-                      XMLPlatformUtils::fgMemoryManager) {}
+        : d_tree(tree), d_form(form), d_bytes(form.bytes()) {}
 
     void print() {
         markup("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>");
@@ -260,11 +399,6 @@ class DocumentPrinter : public XMLFormatTarget {
             markup("</configuration>");
         }
         newLine();
-    }
-
-    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
-                    XMLFormatter* const) override {
-        d_bytes.putBytes(toWrite, count);
     }
 
   private:
@@ -286,101 +420,40 @@ class DocumentPrinter : public XMLFormatTarget {
         }
         indent(level);
         markup("<");
-        if (element.setting != nullptr) {
-            markup("setting");
-            printAttributes(*element.setting);
+        d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
+        if (element.isSetting) {
+            printValue(element);
         } else {
-            unicode(d_tree.tagOf(element), XMLFormatter::NoEscapes);
+            markup(">");
         }
-        markup(">");
         const uint64_t linesBefore = d_lines;
-        if (element.setting != nullptr) {
-            printValue(*element.setting->second);
-        }
         printChildren(element, level + 1);
         if (d_lines != linesBefore) {
             lineBreakUnlessPrinted();
             indent(level);
         }
         markup("</");
-        if (element.setting != nullptr) {
+        if (element.isSetting) {
             markup("setting");
         } else {
-            unicode(d_tree.tagOf(element), XMLFormatter::NoEscapes);
+            d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
         }
         markup(">");
     }
 
-    void printAttributes(const ConfigurationSet::SettingMap::value_type& entry) {
-        const std::string& path = entry.first;
-        const size_t lastSlash = path.rfind('/');
-        const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
-        markup(" name=\"");
-        checkedUnicode(d_unicode.of(path.data() + nameStart, path.size() - nameStart),
-                       XMLFormatter::AttrEscapes);
-        markup("\" type=\"");
-        markup(xmlTypeKeyword(entry.second->getType()));
-        markup("\"");
-    }
-
-    void printValue(ISetting& setting) {
-        if (setting.getType() == ISetting::binaryType) {
-            return printBinary(setting);
+    // The value text is pooled with the start tag, except Base64, which is encoded straight into
+    // the form (it holds neither markup nor whitespace only, so it is written as it is).
+    void printValue(const Element& element) {
+        d_lineFeedInText = element.lineFeedInText;
+        d_whiteSpaceAfterLineFeed = element.whiteSpaceAfterLineFeed;
+        if (element.binary == nullptr) {
+            return;
         }
-        const std::string& text = d_values.valueText(setting);
-        printText(d_unicode.of(text.data(), text.size()));
-    }
-
-    // Base64 holds neither markup nor whitespace only, so it is written as it is; long values are
-    // encoded a part at a time, straight into the form.
-    void printBinary(ISetting& setting) {
         unsigned char* binary = nullptr;
         size_t length = 0;
-        setting.getBinaryBuffer(&binary, &length);
-        printText(Unicode());
-        d_form.noteBinary(d_bytes.size(), setting);
+        element.binary->getBinaryBuffer(&binary, &length);
+        d_form.noteBinary(d_bytes.size(), *element.binary);
         writeXMLBase64(binary, length, d_bytes.extend(xmlBase64Length(length)));
-    }
-
-    // A text that is all whitespace and ends in a line break (after which only blanks follow)
-    // stands in for the serializer's next line break, and its trailing blanks for part of the
-    // next indentation.
-    void printText(Unicode text) {
-        d_lineFeedInText = false;
-        d_whiteSpaceAfterLineFeed = 0;
-        if (XMLChar1_0::isAllSpaces(text.data(), text.size())) {
-            size_t lineFeed = text.rfind(chLF);
-            if (lineFeed == Unicode::npos) {
-                lineFeed = text.rfind(chCR);
-            }
-            if (lineFeed != Unicode::npos) {
-                d_lineFeedInText = true;
-                d_whiteSpaceAfterLineFeed = text.size() - lineFeed;
-            }
-        }
-        checkedUnicode(text, XMLFormatter::CharEscapes);
-    }
-
-    // Names and texts must hold only characters XML 1.0 can carry; the serializer fails on any
-    // other, and so does the writer, before writing it.
-    void checkedUnicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
-        for (size_t unit = 0; unit < text.size(); ++unit) {
-            if (XMLChar1_0::isXMLChar(text[unit])) {
-                continue;
-            }
-            if (unit + 1 < text.size() && XMLChar1_0::isXMLChar(text[unit], text[unit + 1])) {
-                ++unit;  // a surrogate pair
-                continue;
-            }
-            throw IConfigurationSet::serializationFailureException;
-        }
-        unicode(text, escapes);
-    }
-
-    void unicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
-        if (!text.empty()) {
-            d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
-        }
     }
 
     void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
@@ -411,9 +484,6 @@ class DocumentPrinter : public XMLFormatTarget {
     const DocumentTree& d_tree;
     KeptForm& d_form;
     FormBuffer& d_bytes;
-    XMLFormatter d_formatter;  // writes through writeChars into d_bytes
-    XMLValueTextWriter d_values;
-    UnicodeText d_unicode;
     uint64_t d_lines = 0;
     bool d_lineFeedInText = false;
     size_t d_whiteSpaceAfterLineFeed = 0;
@@ -424,16 +494,23 @@ class DocumentPrinter : public XMLFormatTarget {
 void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form) {
     try {
         DocumentTree tree;
+        // The settings live wherever they were allocated; the path and the setting of an entry
+        // a few ahead are fetched while this one is written.
+        auto ahead = settings.begin();
+        for (int step = 0; step < 4 && ahead != settings.end(); ++step) {
+            ++ahead;
+        }
         for (const ConfigurationSet::SettingMap::value_type& entry : settings) {
-            if (entry.second->getType() == ISetting::binaryType) {
-                // Read as a walk over the settings reads it, raising the modified flag even when
-                // a later path fails.
-                unsigned char* binary = nullptr;
-                size_t length = 0;
-                entry.second->getBinaryBuffer(&binary, &length);
+            if (ahead != settings.end()) {
+                __builtin_prefetch(ahead->first.data());
+                __builtin_prefetch(ahead->second.operator->());
+                ++ahead;
             }
             form.noteSetting(*entry.second);
-            tree.add(entry);
+            tree.add(entry.first, *entry.second);
+        }
+        if (tree.holdsUnwritableCharacter()) {
+            throw IConfigurationSet::serializationFailureException;
         }
         DocumentPrinter(tree, form).print();
     } catch (const OutOfMemoryException&) {

@@ -75,6 +75,9 @@ class FormBuffer {
         putBytes(&value, sizeof value);
     }
 
+    // Drops the bytes from `size` on (size is at most size()).
+    void truncate(size_t size) { d_size = size; }
+
     unsigned char* data() { return d_bytes; }
     const unsigned char* data() const { return d_bytes; }
     size_t size() const { return d_size; }
