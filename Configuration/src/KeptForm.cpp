@@ -28,18 +28,32 @@ void KeptForm::build(const std::function<void(KeptForm&)>& build) {
         release();
         throw;
     }
-    d_kept = d_keepable;
-    d_builtAt = d_changes.changes();
+    keep();
 }
 
-void KeptForm::refreshBinaries(const BinaryRewriter& rewrite) {
-    for (const BinaryValue& value : d_binaries) {
-        unsigned char* binary = nullptr;
-        size_t length = 0;
-        value.setting->getBinaryBuffer(&binary, &length);
-        rewrite(d_bytes.data() + value.offset, binary, length);
-    }
+void KeptForm::keep() {
+    d_kept = d_keepable;
     d_builtAt = d_changes.changes();
+    if (d_kept) {
+        d_changes.listenOnce(this);
+    }
+}
+
+// The writable accessor raises the flag, which must not release the form being refreshed.
+void KeptForm::refreshBinaries(const BinaryRewriter& rewrite) {
+    d_changes.listenOnce(nullptr);
+    try {
+        for (const BinaryValue& value : d_binaries) {
+            unsigned char* binary = nullptr;
+            size_t length = 0;
+            value.setting->getBinaryBuffer(&binary, &length);
+            rewrite(d_bytes.data() + value.offset, binary, length);
+        }
+    } catch (...) {
+        release();
+        throw;
+    }
+    keep();
 }
 
 FormBuffer KeptForm::take() {
@@ -49,6 +63,9 @@ FormBuffer KeptForm::take() {
 }
 
 void KeptForm::release() {
+    if (d_kept) {
+        d_changes.listenOnce(nullptr);
+    }
     FormBuffer().swap(d_bytes);
     std::vector<BinaryValue>().swap(d_binaries);
     d_keepable = true;

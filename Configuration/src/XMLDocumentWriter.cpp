@@ -27,7 +27,6 @@
 #include <xercesc/util/XMLChar.hpp>
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
-#include <xercesc/util/XMLUniDefs.hpp>
 
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
@@ -89,6 +88,8 @@ class AsciiEscapes : public XMLFormatTarget {
         std::string attribute;
         std::string text;
         bool allowed;
+        bool plainInAttribute;  // written as itself
+        bool plainInText;
     };
 
     static const AsciiEscapes& instance() {
@@ -112,6 +113,9 @@ class AsciiEscapes : public XMLFormatTarget {
             escaped.allowed = XMLChar1_0::isXMLChar(character);
             escaped.attribute = formatted(formatter, character, XMLFormatter::AttrEscapes);
             escaped.text = formatted(formatter, character, XMLFormatter::CharEscapes);
+            const std::string itself(1, static_cast<char>(character));
+            escaped.plainInAttribute = escaped.allowed && escaped.attribute == itself;
+            escaped.plainInText = escaped.allowed && escaped.text == itself;
         }
     }
 
@@ -148,7 +152,7 @@ struct Element {
     uint32_t lastChild = sd_none;
     uint32_t nextSibling = sd_none;
     bool isSetting = false;
-    bool lineFeedInText = false;          // the value text is whitespace with a line break
+    bool lineFeedInText = false;         // the value text is whitespace with a line break
     size_t whiteSpaceAfterLineFeed = 0;  // from the last line break to the end of that text
     size_t poolStart = 0;
     size_t poolLength = 0;
@@ -180,7 +184,7 @@ class DocumentTree : public XMLFormatTarget {
         element.poolStart = d_pool.size();
         pool("setting name=\"");
         escaped(path.data() + nameStart, path.size() - nameStart, &AsciiEscapes::Escaped::attribute,
-                XMLFormatter::AttrEscapes);
+                &AsciiEscapes::Escaped::plainInAttribute, XMLFormatter::AttrEscapes);
         pool("\" type=\"");
         pool(xmlTypeKeyword(setting.getType()));
         pool("\">");
@@ -194,7 +198,7 @@ class DocumentTree : public XMLFormatTarget {
             const std::string& text = d_values.valueText(setting);
             noteWhiteSpace(text, element);
             escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text,
-                    XMLFormatter::CharEscapes);
+                    &AsciiEscapes::Escaped::plainInText, XMLFormatter::CharEscapes);
         }
         element.poolLength = d_pool.size() - element.poolStart;
         d_elements[parent].settingChildren.add(append(parent, element));
@@ -331,13 +335,23 @@ class DocumentTree : public XMLFormatTarget {
     }
 
     // Narrow text (up to its first NUL) as the formatter writes it with `escapes`: ASCII through
-    // the formatter's own table, anything else through the formatter.
+    // the formatter's own table (runs of characters written as themselves at once), anything
+    // else through the formatter.
     void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
-                 XMLFormatter::EscapeFlags escapes) {
+                 bool AsciiEscapes::Escaped::*plain, XMLFormatter::EscapeFlags escapes) {
         length = strnlen(text, length);
         const size_t start = d_pool.size();
-        for (size_t at = 0; at < length; ++at) {
-            const unsigned char character = static_cast<unsigned char>(text[at]);
+        for (size_t at = 0; at < length;) {
+            size_t run = at;
+            while (run < length && static_cast<unsigned char>(text[run]) < 0x80 &&
+                   d_escapes.of(static_cast<unsigned char>(text[run])).*plain) {
+                ++run;
+            }
+            d_pool.putBytes(text + at, run - at);
+            if (run == length) {
+                return;
+            }
+            const unsigned char character = static_cast<unsigned char>(text[run]);
             if (character >= 0x80) {
                 d_pool.truncate(start);
                 return escapedUnicode(d_unicode.of(text, length), escapes);
@@ -345,6 +359,7 @@ class DocumentTree : public XMLFormatTarget {
             const AsciiEscapes::Escaped& escapedCharacter = d_escapes.of(character);
             d_unwritable = d_unwritable || !escapedCharacter.allowed;
             d_pool.putBytes((escapedCharacter.*ascii).data(), (escapedCharacter.*ascii).size());
+            at = run + 1;
         }
     }
 

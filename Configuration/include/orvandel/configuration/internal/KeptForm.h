@@ -28,9 +28,10 @@ namespace configuration {
 //  - bytes written through a binary buffer handed out writable earlier; so the form remembers
 //    where each binary value stands, and serving it writes those values afresh from the settings
 //    (reading them through the writable accessor, exactly as a fresh walk does).
-// A form is used once: the call that copies it out releases it, so a set holds a second copy of
-// its data only between a length query and the call that follows.
-class KeptForm {
+// A form is used once: the call that copies it out releases it, and so does the first change
+// after it was built (the form listens to the flag), so a set holds a second copy of its data
+// only between a length query and the call that follows.
+class KeptForm : private SharedFlag::ChangeListener {
   public:
     // Writes the current bytes of a binary value over its old form, which starts at `at` and has
     // the same length (a binary buffer cannot be resized without the flag counting it).
@@ -41,6 +42,7 @@ class KeptForm {
     explicit KeptForm(SharedFlag& changes) : d_changes(changes) {}
     KeptForm(const KeptForm&) = delete;
     KeptForm& operator=(const KeptForm&) = delete;
+    ~KeptForm() { release(); }
 
     // For writers, while building: the bytes so far.
     FormBuffer& bytes() { return d_bytes; }
@@ -69,6 +71,11 @@ class KeptForm {
     void release();
 
   private:
+    void changed() override { release(); }
+
+    // Keeps the form built, stamped with the flag's count now, when it can be kept.
+    void keep();
+
     struct BinaryValue {
         size_t offset;
         ISetting* setting;
