@@ -545,12 +545,18 @@ void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* t
     for (size_t done = 0; done < length;) {
         const size_t part = std::min(length - done, sd_base64ChunkBytes);
         XMLSize_t encodedLength = 0;
-        const XercesBuffer<XMLByte> encoded(
-            Base64::encode(binary + done, part, &encodedLength, XMLPlatformUtils::fgMemoryManager));
+        XMLByte* encoded = nullptr;
+        try {
+            encoded = Base64::encode(binary + done, part, &encodedLength,
+                                     XMLPlatformUtils::fgMemoryManager);
+        } catch (const OutOfMemoryException&) {
+            throw std::bad_alloc();
+        }
+        const XercesBuffer<XMLByte> owned(encoded);
         if (encoded == nullptr) {
             throw IConfigurationSet::serializationFailureException;
         }
-        std::memcpy(to, encoded.get(), encodedLength);
+        std::memcpy(to, encoded, encodedLength);
         to += encodedLength;
         done += part;
     }
