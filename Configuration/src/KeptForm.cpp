@@ -20,10 +20,14 @@ bool KeptForm::isCurrent() const {
     return d_kept && d_builtAt == d_changes.changes();
 }
 
+// Room for a form as long as the last one is made at once, so that a large form is not copied
+// from block to block as it grows.
 void KeptForm::build(const std::function<void(KeptForm&)>& build) {
     release();
     try {
+        d_bytes.reserveMore(d_lastLength);
         build(*this);
+        d_lastLength = d_bytes.size();
     } catch (...) {
         release();
         throw;

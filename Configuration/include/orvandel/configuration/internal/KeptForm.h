@@ -86,7 +86,8 @@ class KeptForm : private SharedFlag::ChangeListener {
     std::vector<BinaryValue> d_binaries;
     bool d_keepable = true;
     bool d_kept = false;
-    uint64_t d_builtAt = 0;  // the flag's change count when the form was built or refreshed
+    uint64_t d_builtAt = 0;   // the flag's change count when the form was built or refreshed
+    size_t d_lastLength = 0;  // of the last form built, to size the next one
 };
 
 }  // namespace configuration
