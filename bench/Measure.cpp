@@ -31,6 +31,8 @@ const Comparison kComparisons[] = {
     {"binary serialise", "binary_serialize", "map_walk_memcpy", 1.5, 100000},
     {"binary read", "binary_read", "map_build_sorted", 1.5, 100000},
     {"XML serialise", "xml_serialize", "xerces_build_serialize", 1.2, 100000},
+    {"XML serialise, query + fill", "xml_query_fill", "xerces_serialize", 1.0, 1000},
+    {"XML serialise, query + fill", "xml_query_fill", "xerces_serialize", 0.5, 100000},
     {"XML read", "xml_read", "xerces_parse_walk", 1.2, 100000},
     {"XML read vs DOM parse alone", "xml_read", "xerces_dom_parse", 0.75, 1000},
 };

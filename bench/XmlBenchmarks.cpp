@@ -34,6 +34,18 @@ void serializeInto(benchmark::State& state, const Workload& load) {
     countSettings(state, load.paths.size());
 }
 
+// As save and a C caller that does not know the length serialise: a length query, then a buffer
+// of that length.
+void xml_query_fill(benchmark::State& state) {
+    const Workload& load = workload(state.range(0));
+    AutoRefCounted<IConfigurationSet> set = buildSet("XMLConfigurationSet", load);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(serializeAll(*set));
+    }
+    countSettings(state, load.paths.size());
+}
+ORVANDEL_BENCHMARK(xml_query_fill);
+
 void readInto(benchmark::State& state, const Workload& load) {
     timeReads(state, "XMLConfigurationSet", xmlForm(load));
     countSettings(state, load.paths.size());

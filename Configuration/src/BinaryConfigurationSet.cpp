@@ -160,103 +160,53 @@ BinaryConfigurationSet::BinaryConfigurationSet() {
     d_capSerialize = true;
 }
 
-// Writes every setting; records where binary values stand when asked to. Returns true when every
-// setting reports its changes to this set's flag, so that the set hears of any later change.
+// Writes every setting as one record. When building a form to keep, tells `form` of every
+// setting and of where each binary value's bytes stand.
 template <class Writer>
-bool BinaryConfigurationSet::writeSettings(Writer& writer, std::vector<BinaryPlace>* binaries) {
-    bool allTracked = true;
+void BinaryConfigurationSet::writeSettings(Writer& writer, KeptForm* form) {
     for (const SettingMap::value_type& entry : d_settings) {
         const std::string& path = entry.first;
-        Setting& setting = static_cast<Setting&>(*entry.second);
-        allTracked = allTracked && setting.carriesFlag(d_modifiedFlag.operator->());
+        ISetting& setting = *entry.second;
         putField(writer, path.data(), path.size());
         const ISetting::Type type = setting.getType();
         writer.put(static_cast<uint32_t>(type));
         const size_t valueStart = writer.position();
         putValue(writer, setting, type);
-        if (binaries != nullptr && type == ISetting::binaryType) {
-            binaries->push_back({valueStart + sizeof(uint64_t), &setting});
+        if (form != nullptr) {
+            form->noteSetting(setting);
+            if (type == ISetting::binaryType) {
+                form->noteBinary(valueStart + sizeof(uint64_t), setting);
+            }
         }
     }
-    return allTracked;
 }
 
-// Builds the whole form and keeps it when the set will hear of every change that could make it
-// stale. Returns the form's length.
-size_t BinaryConfigurationSet::keepForm() {
-    dropKeptForm();
-    BinaryStreamAppender writer(d_pending.bytes, d_pending.lastLength + 4096);
-    const bool allTracked = writeSettings(writer, &d_pending.binaries);
-    writer.finish();
-    const size_t length = writer.position();
-    d_pending.lastLength = length;
-    if (allTracked) {
-        d_pending.kept = true;
-        d_pending.changes = d_modifiedFlag->changes();
-    } else {
-        dropKeptForm();
-    }
-    return length;
+void BinaryConfigurationSet::buildForm(KeptForm& form) {
+    writeSettings(form.bytes(), &form);
 }
 
-bool BinaryConfigurationSet::keptFormIsCurrent() const {
-    return d_pending.kept && d_pending.changes == d_modifiedFlag->changes();
-}
-
-// Forgets the form but keeps the buffer's memory for the next one: fresh pages for every length
-// query of a large set would cost more than building the form.
-void BinaryConfigurationSet::dropKeptForm() {
-    d_pending.kept = false;
-    d_pending.bytes.setSize(0);
-    std::vector<BinaryPlace>().swap(d_pending.binaries);
-}
-
-// Answers exactly as a fresh walk would: the same bytes, the same length, and the same effect on
-// the modified flag (each binary value is taken through the writable accessor).
-void BinaryConfigurationSet::serveKeptForm(unsigned char* out, size_t outLength,
-                                           size_t* reqLength) {
-    const size_t length = d_pending.bytes.size();
-    *reqLength = length;
-    if (length > outLength) {
-        if (!d_pending.binaries.empty()) {
-            d_modifiedFlag->flag();
-        }
-        dropKeptForm();
-        if (outLength != 0) {
-            std::memset(out, 0, outLength);
-        }
-        throw outBufferTooSmallException;
-    }
+void BinaryConfigurationSet::rewriteBinary(unsigned char* at, const unsigned char* binary,
+                                           size_t length) {
     if (length != 0) {
-        std::memcpy(out, d_pending.bytes.data(), length);
+        std::memcpy(at, binary, length);
     }
-    for (const BinaryPlace& place : d_pending.binaries) {
-        unsigned char* binary = nullptr;
-        size_t binaryLength = 0;
-        place.setting->getBinaryBuffer(&binary, &binaryLength);
-        if (binaryLength != 0) {
-            std::memcpy(out + place.offset, binary, binaryLength);
-        }
-    }
-    dropKeptForm();
-    clearModified();
 }
 
+// A length query builds the form and keeps it for the call that follows; a call with a buffer
+// writes straight into it unless a kept form is current.
 void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, size_t* reqLength) {
-    if (keptFormIsCurrent()) {
-        return serveKeptForm(out, outLength, reqLength);
-    }
-    if (outLength == 0) {
-        const size_t length = keepForm();
-        *reqLength = length;
-        if (length != 0) {
-            throw outBufferTooSmallException;
+    if (outLength == 0 || d_keptForm.isCurrent()) {
+        try {
+            serializeWhole(out, outLength, reqLength);
+        } catch (ConfigurationSetException exception) {
+            if (exception == outBufferTooSmallException && outLength != 0) {
+                std::memset(out, 0, outLength);
+            }
+            throw;
         }
-        dropKeptForm();
-        clearModified();
         return;
     }
-    dropKeptForm();
+    d_keptForm.release();
     BinaryStreamWriter writer(out, outLength);
     writeSettings(writer, nullptr);
     *reqLength = writer.position();

@@ -12,7 +12,8 @@ ConfigurationSet::ConfigurationSet()
     : d_type("ConfigurationSet"),
       d_capLoadSave(false),
       d_capSerialize(false),
-      d_modifiedFlag(new SharedFlag(false)) {}
+      d_modifiedFlag(new SharedFlag(false)),
+      d_keptForm(*d_modifiedFlag) {}
 
 ConfigurationSet::~ConfigurationSet() {
     ConfigurationSet::removeAllSettings();

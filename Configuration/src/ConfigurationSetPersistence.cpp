@@ -39,18 +39,8 @@ void ConfigurationSet::save(const std::string& filePath) {
     if (!d_capLoadSave) {
         throw unsupportedException;
     }
-    size_t serializedLength = 0;
-    try {
-        serialize(nullptr, 0, &serializedLength);
-    } catch (ConfigurationSetException exception) {
-        if (exception != outBufferTooSmallException) {
-            throw;
-        }
-    }
-    serializedLength += 1;
-    const std::unique_ptr<unsigned char[]> serialized(new unsigned char[serializedLength]);
-    serialize(serialized.get(), serializedLength, &serializedLength);
-    replaceWholeFile(filePath, serialized.get(), serializedLength);
+    const FormBuffer serialized = serializedForm();
+    replaceWholeFile(filePath, serialized.data(), serialized.size());
 }
 
 }  // namespace configuration

@@ -177,7 +177,8 @@ TEST_P(AllocationFailure, SaveAndLoadFailCleanlyAndKeepTheFileAndTheSet) {
           });
 }
 
-INSTANTIATE_TEST_SUITE_P(BothForms, AllocationFailure, testing::Values("BinaryConfigurationSet"));
+INSTANTIATE_TEST_SUITE_P(BothForms, AllocationFailure,
+                         testing::Values("BinaryConfigurationSet", "XMLConfigurationSet"));
 
 // The text of the calling thread's last error message.
 std::string lastError() {

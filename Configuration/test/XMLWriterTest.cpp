@@ -101,6 +101,10 @@ TEST(XMLWriter, BranchElementsAreSharedSplitAndSkippedByTheWalksRules) {
         {{"a/setting", "a/setting/x"},
          "\n  <a>\n    <setting name=\"setting\" type=\"int32\">0" + std::string("\n      ") +
              settingElement("x", "int32", "1") + "\n    </setting>\n  </a>\n"},
+        // Tag names are compared as written: both segments become U+FFFD.
+        {{"\xfe/x", "\xff/y"},
+         "\n  <\xef\xbf\xbd>\n    " + settingElement("x", "int32", "0") + "\n    " +
+             settingElement("y", "int32", "1") + "\n  </\xef\xbf\xbd>\n"},
         {{"a/p", "a/q", "a/setting/b/x", "a/setting/b/y"},
          "\n  <a>\n    " + settingElement("p", "int32", "0") + "\n    " +
              settingElement("q", "int32", "1") + newBranch + settingElement("x", "int32", "2") +

@@ -2,12 +2,9 @@
 #ifndef ORVANDEL_CONFIGURATION_INTERNAL_BINARYSTREAM_H
 #define ORVANDEL_CONFIGURATION_INTERNAL_BINARYSTREAM_H
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include <orvandel/configuration/IConfigurationSet.h>
 
@@ -39,73 +36,6 @@ class BinaryStreamWriter {
   private:
     unsigned char* d_out;
     size_t d_capacity;
-    size_t d_position;
-};
-
-// A byte buffer that grows with realloc: new bytes are not zero-filled, and a large block grows
-// by remapping rather than copying. Owned; freed by the destructor.
-class GrowableBuffer {
-  public:
-    GrowableBuffer() = default;
-    GrowableBuffer(const GrowableBuffer&) = delete;
-    GrowableBuffer& operator=(const GrowableBuffer&) = delete;
-    ~GrowableBuffer() { std::free(d_bytes); }
-
-    // Makes room for at least `capacity` bytes, keeping the first size() of them.
-    void reserve(size_t capacity) {
-        if (capacity <= d_capacity) {
-            return;
-        }
-        void* grown = std::realloc(d_bytes, capacity);
-        if (grown == nullptr) {
-            throw std::bad_alloc();
-        }
-        d_bytes = static_cast<unsigned char*>(grown);
-        d_capacity = capacity;
-    }
-
-    unsigned char* data() { return d_bytes; }
-    const unsigned char* data() const { return d_bytes; }
-    size_t size() const { return d_size; }
-    size_t capacity() const { return d_capacity; }
-    void setSize(size_t size) { d_size = size; }
-
-  private:
-    unsigned char* d_bytes = nullptr;
-    size_t d_capacity = 0;
-    size_t d_size = 0;
-};
-
-// Appends fields to a growing buffer: the writer for a form whose length is not known yet. The
-// buffer grows geometrically; finish() records the written length as its size.
-class BinaryStreamAppender {
-  public:
-    BinaryStreamAppender(GrowableBuffer& out, size_t expectedLength) : d_out(out), d_position(0) {
-        d_out.setSize(0);
-        d_out.reserve(expectedLength);
-    }
-
-    void putBytes(const void* bytes, size_t length) {
-        if (length > d_out.capacity() - d_position) {
-            d_out.reserve(std::max(d_out.capacity() * 2, d_position + length));
-        }
-        if (length != 0) {
-            std::memcpy(d_out.data() + d_position, bytes, length);
-        }
-        d_position += length;
-    }
-
-    template <class T>
-    void put(T value) {
-        putBytes(&value, sizeof value);
-    }
-
-    size_t position() const { return d_position; }
-
-    void finish() { d_out.setSize(d_position); }
-
-  private:
-    GrowableBuffer& d_out;
     size_t d_position;
 };
 

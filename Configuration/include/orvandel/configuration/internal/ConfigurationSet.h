@@ -10,6 +10,8 @@
 #include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/ISetting.h>
+#include <orvandel/configuration/internal/FormBuffer.h>
+#include <orvandel/configuration/internal/KeptForm.h>
 #include <orvandel/configuration/internal/RefCounted.h>
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/SharedFlag.h>
@@ -71,12 +73,32 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     // For writers, after a successful serialize: the set now counts as unmodified.
     void clearModified();
 
+    // For formats whose form is built whole: appends the set's whole form to form.bytes(),
+    // telling `form` of every setting written and of where each binary value's form starts. The
+    // default refuses with unsupportedException.
+    virtual void buildForm(KeptForm& form);
+
+    // For formats whose form is built whole: writes the form of a binary value's current bytes
+    // at `at`, over its old form of the same length.
+    virtual void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length);
+
+    // The length protocol for a form built whole (see KeptForm.h): serves the kept form when it
+    // is current, otherwise builds it. A form that fits is copied into `out` and released, and
+    // the set counts as unmodified; one that does not is kept for the next call, and
+    // outBufferTooSmallException is thrown. Nothing is written into `out` then.
+    void serializeWhole(unsigned char* out, size_t outLength, size_t* reqLength);
+
+    // The whole form for save, in one buffer: the kept form when it is current, otherwise a new
+    // one, so that saving needs the memory of one form. The set counts as unmodified afterwards.
+    FormBuffer serializedForm();
+
     std::string d_type;
     bool d_capLoadSave;
     bool d_capSerialize;
     std::string d_filePath;  // kept empty: every load and save names its file
     SettingMap d_settings;
     AutoRefCounted<SharedFlag> d_modifiedFlag;
+    KeptForm d_keptForm;  // reports to d_modifiedFlag
 
   private:
     // Where the last successful by-index lookup ended, so that asking for the next index of the
@@ -89,6 +111,7 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
         SettingMap::const_iterator position;
     };
 
+    void prepareForm();
     SettingMap::const_iterator findByIndex(const std::string& branch, uint32_t index) const;
     void forgetIndexCursor() { d_indexCursor.valid = false; }
 

@@ -43,11 +43,15 @@ class XMLConfigurationSet : public ConfigurationSet {
 
     // Writes the whole set as one XML configuration document (UTF-8), following the length
     // protocol of IConfigurationSet::serialize; nothing is copied into a buffer that is too
-    // small. A branch segment that is not an XML name fails with Xerces-C's DOMException.
+    // small, and a length query keeps the document for the call that follows (see KeptForm.h).
+    // A branch segment that is not an XML name fails with Xerces-C's DOMException.
     void serialize(unsigned char* out, size_t outLength, size_t* reqLength) override;
 
   protected:
     ~XMLConfigurationSet() override;
+
+    void buildForm(KeptForm& form) override;
+    void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length) override;
 
   private:
     class ReadTarget;

@@ -1,0 +1,37 @@
+// Writes the XML configuration document of a set straight into its form, without a DOM.
+#ifndef ORVANDEL_CONFIGURATION_INTERNAL_XMLDOCUMENTWRITER_H
+#define ORVANDEL_CONFIGURATION_INTERNAL_XMLDOCUMENTWRITER_H
+
+#include <cstddef>
+
+#include <orvandel/configuration/internal/ConfigurationSet.h>
+#include <orvandel/configuration/internal/KeptForm.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+// Appends the document of `settings` to form.bytes(), byte for byte what Xerces-C's DOM
+// serializer writes, with pretty-printing, for the document the format describes
+// (docs/xml-format.md), and tells `form` of every setting and of where each binary value's
+// Base64 text starts. Names and texts are escaped and encoded by Xerces-C's XMLFormatter, as
+// the serializer does. Throws xercesc::DOMException (INVALID_CHARACTER_ERR) for a branch segment
+// that is not an XML name, serializationFailureException for a path deeper than
+// XMLConfigurationSet::sd_maxElementDepth allows or a name or value holding a character XML 1.0
+// cannot carry, std::bad_alloc when memory runs out (also for Xerces-C's OutOfMemoryException).
+// Whatever it throws, it leaves nothing of its own allocated; the bytes already appended are
+// the caller's to drop.
+void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form);
+
+// The length of the Base64 text of `length` bytes, as Xerces-C's Base64::encode writes it:
+// lines of 60 characters, each ending in a line feed.
+size_t xmlBase64Length(size_t length);
+
+// Writes the Base64 text of `length` bytes at `to`, exactly xmlBase64Length(length) bytes.
+void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to);
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com
+
+#endif

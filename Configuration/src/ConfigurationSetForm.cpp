@@ -1,0 +1,56 @@
+// How a set hands out a form that is built whole: the length protocol over the kept form, and
+// the whole form for save.
+#include <cstring>
+
+#include <orvandel/configuration/internal/ConfigurationSet.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+void ConfigurationSet::buildForm(KeptForm&) {
+    throw unsupportedException;
+}
+
+void ConfigurationSet::rewriteBinary(unsigned char*, const unsigned char*, size_t) {
+    throw unsupportedException;
+}
+
+// Brings the kept form up to date: its binary values written afresh when it is current, a new
+// form otherwise.
+void ConfigurationSet::prepareForm() {
+    if (d_keptForm.isCurrent()) {
+        d_keptForm.refreshBinaries([this](unsigned char* at, const unsigned char* binary,
+                                          size_t length) { rewriteBinary(at, binary, length); });
+    } else {
+        d_keptForm.build([this](KeptForm& form) { buildForm(form); });
+    }
+}
+
+void ConfigurationSet::serializeWhole(unsigned char* out, size_t outLength, size_t* reqLength) {
+    prepareForm();
+    const size_t length = d_keptForm.bytes().size();
+    *reqLength = length;
+    if (length > outLength) {
+        if (!d_keptForm.isCurrent()) {
+            d_keptForm.release();
+        }
+        throw outBufferTooSmallException;
+    }
+    if (length != 0) {
+        std::memcpy(out, d_keptForm.bytes().data(), length);
+    }
+    d_keptForm.release();
+    clearModified();
+}
+
+FormBuffer ConfigurationSet::serializedForm() {
+    prepareForm();
+    FormBuffer form = d_keptForm.take();
+    clearModified();
+    return form;
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

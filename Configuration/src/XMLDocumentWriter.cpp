@@ -1,0 +1,567 @@
+// The XML writer works in two passes. The first walks the settings once, in path order: it lays
+// out the element tree by the format's branch rules and appends, for each element, what stands
+// in its start tag (and a setting's value text) to a byte pool, escaped and encoded as the
+// serializer writes it. The second prints the tree from the pool in document order, with the
+// serializer's pretty-printing: a line break and two spaces per level before each element, an
+// empty line before each child of the root, and its handling of a text that is all whitespace
+// and holds a line break (that line break stands in for the next one the serializer would
+// print, and the blanks after it for part of the next indentation). So every setting is read
+// once, and the bytes of the document are written once.
+#include <orvandel/configuration/internal/XMLDocumentWriter.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <new>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <xercesc/dom/DOMException.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
+#include <xercesc/util/Base64.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLChar.hpp>
+#include <xercesc/util/XMLException.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+#include <orvandel/configuration/internal/XMLValueText.h>
+#include <orvandel/configuration/internal/XercesHolders.h>
+
+namespace com {
+namespace orvandel {
+namespace configuration {
+
+using namespace xercesc;
+
+namespace {
+
+using Unicode = std::u16string_view;
+
+constexpr uint32_t sd_none = UINT32_MAX;
+constexpr Unicode sd_settingTag = u"setting";
+
+// Base64::encode breaks its text into lines of 15 quads (45 bytes, 60 characters), each ending
+// in a line feed, so encoding whole lines at a time gives the same text as encoding at once.
+constexpr size_t sd_base64LineBytes = 45;
+constexpr size_t sd_base64ChunkBytes = sd_base64LineBytes * 1024;
+
+// Narrow text (the set's paths, value texts in the locale's encoding) as Xerces-C's UTF-16,
+// exactly as XMLString::transcode turns it, up to the first NUL. ASCII is widened directly; it
+// is the same in every code page Xerces-C may use.
+class UnicodeText {
+  public:
+    // The text of `length` bytes at `text`; valid until the next call.
+    Unicode of(const char* text, size_t length) {
+        length = strnlen(text, length);
+        const bool ascii = std::all_of(text, text + length,
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        if (ascii) {
+            d_text.assign(text, text + length);
+            return d_text;
+        }
+        d_narrow.assign(text, length);
+        const XercesBuffer<XMLCh> transcoded(
+            XMLString::transcode(d_narrow.c_str(), XMLPlatformUtils::fgMemoryManager));
+        if (transcoded == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        d_text.assign(transcoded.get());
+        return d_text;
+    }
+
+  private:
+    std::string d_narrow;
+    std::u16string d_text;
+};
+
+// How Xerces-C's formatter writes each ASCII character in attribute values and in text, learnt
+// from the formatter itself once, so that the common ASCII text is escaped without a call per
+// text and still exactly as Xerces-C escapes it. Characters XML 1.0 cannot carry are marked.
+class AsciiEscapes : public XMLFormatTarget {
+  public:
+    struct Escaped {
+        std::string attribute;
+        std::string text;
+        bool allowed;
+        bool plainInAttribute;  // written as itself
+        bool plainInText;
+    };
+
+    static const AsciiEscapes& instance() {
+        static const AsciiEscapes escapes;
+        return escapes;
+    }
+
+    const Escaped& of(unsigned char character) const { return d_escaped[character]; }
+
+    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
+                    XMLFormatter* const) override {
+        d_written.append(reinterpret_cast<const char*>(toWrite), count);
+    }
+
+  private:
+    AsciiEscapes() {
+        XMLFormatter formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes,
+                               XMLFormatter::UnRep_CharRef, XMLPlatformUtils::fgMemoryManager);
+        for (XMLCh character = 0; character < 0x80; ++character) {
+            Escaped& escaped = d_escaped[character];
+            escaped.allowed = XMLChar1_0::isXMLChar(character);
+            escaped.attribute = formatted(formatter, character, XMLFormatter::AttrEscapes);
+            escaped.text = formatted(formatter, character, XMLFormatter::CharEscapes);
+            const std::string itself(1, static_cast<char>(character));
+            escaped.plainInAttribute = escaped.allowed && escaped.attribute == itself;
+            escaped.plainInText = escaped.allowed && escaped.text == itself;
+        }
+    }
+
+    std::string formatted(XMLFormatter& formatter, XMLCh character,
+                          XMLFormatter::EscapeFlags escapes) {
+        d_written.clear();
+        formatter.formatBuf(&character, 1, escapes, XMLFormatter::UnRep_CharRef);
+        return d_written;
+    }
+
+    Escaped d_escaped[0x80];
+    std::string d_written;
+};
+
+// The element children of one parent that share one tag name; the writer reuses a branch
+// element only when its parent has exactly one child of that name.
+struct SameName {
+    uint32_t first = sd_none;
+    uint32_t count = 0;
+
+    uint32_t unique() const { return count == 1 ? first : sd_none; }
+    void add(uint32_t child) {
+        if (count++ == 0) {
+            first = child;
+        }
+    }
+};
+
+// One element of the document. Its pool bytes are a branch element's tag name, or what follows
+// "<" of a setting element up to the end of its value text; a binary value is not pooled but
+// written from the setting when the element is printed.
+struct Element {
+    uint32_t firstChild = sd_none;
+    uint32_t lastChild = sd_none;
+    uint32_t nextSibling = sd_none;
+    bool isSetting = false;
+    bool lineFeedInText = false;         // the value text is whitespace with a line break
+    size_t whiteSpaceAfterLineFeed = 0;  // from the last line break to the end of that text
+    size_t poolStart = 0;
+    size_t poolLength = 0;
+    ISetting* binary = nullptr;
+    SameName settingChildren;
+};
+
+// The first pass: the element tree of the document and the pooled bytes of its elements, from
+// the settings in the set's order.
+class DocumentTree : public XMLFormatTarget {
+  public:
+    DocumentTree()
+        : d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
+                      XMLPlatformUtils::fgMemoryManager),
+          d_escapes(AsciiEscapes::instance()) {
+        d_elements.emplace_back();
+    }
+
+    // A name or text that XML 1.0 cannot carry was met. The serializer meets it only once the
+    // whole tree is built, so the failure is reported after every branch has been checked.
+    bool holdsUnwritableCharacter() const { return d_unwritable; }
+
+    void add(const std::string& path, ISetting& setting) {
+        const size_t lastSlash = path.rfind('/');
+        const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
+        const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
+        Element element;
+        element.isSetting = true;
+        element.poolStart = d_pool.size();
+        pool("setting name=\"");
+        escaped(path.data() + nameStart, path.size() - nameStart, &AsciiEscapes::Escaped::attribute,
+                &AsciiEscapes::Escaped::plainInAttribute, XMLFormatter::AttrEscapes);
+        pool("\" type=\"");
+        pool(xmlTypeKeyword(setting.getType()));
+        pool("\">");
+        if (setting.getType() == ISetting::binaryType) {
+            // Read as the walk over the settings reads it, raising the modified flag.
+            unsigned char* binary = nullptr;
+            size_t length = 0;
+            setting.getBinaryBuffer(&binary, &length);
+            element.binary = &setting;
+        } else {
+            const std::string& text = d_values.valueText(setting);
+            noteWhiteSpace(text, element);
+            escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text,
+                    &AsciiEscapes::Escaped::plainInText, XMLFormatter::CharEscapes);
+        }
+        element.poolLength = d_pool.size() - element.poolStart;
+        d_elements[parent].settingChildren.add(append(parent, element));
+    }
+
+    const Element& element(uint32_t index) const { return d_elements[index]; }
+    const unsigned char* poolBytes(const Element& element) const {
+        return d_pool.data() + element.poolStart;
+    }
+
+    void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
+                    XMLFormatter* const) override {
+        d_pool.putBytes(toWrite, count);
+    }
+
+  private:
+    // One branch level of the last path walked: the element its segment led to, where the
+    // segment's "/" ends in the path, and whether that element is still the only child of its
+    // name (then a path with the same bytes up to there reaches it again without looking).
+    struct Level {
+        size_t end;
+        uint32_t element;
+        bool unique;
+    };
+
+    // Walks the branch segments of path before branchEnd (each ends at a "/"). A segment goes
+    // into the existing child element of its tag name when the parent has exactly one;
+    // otherwise (none, or several) it gets a new element, and so does every deeper segment of
+    // the path, without looking. An empty segment just before branchEnd is never visited.
+    uint32_t branchOf(const std::string& path, size_t branchEnd) {
+        size_t shared = sharedLevels(path, branchEnd);
+        d_walk.resize(shared);
+        d_previousPath = &path;
+        uint32_t parent = shared == 0 ? 0 : d_walk.back().element;
+        size_t position = shared == 0 ? 0 : d_walk.back().end;
+        size_t depth = 1 + shared;
+        bool upperParentMissing = false;
+        while (position < branchEnd) {
+            const size_t segmentEnd = path.find('/', position);
+            const Unicode tag = d_unicode.of(path.data() + position, segmentEnd - position);
+            position = segmentEnd + 1;
+            if (++depth > XMLConfigurationSet::sd_maxElementDepth - 1) {
+                throw IConfigurationSet::serializationFailureException;
+            }
+            SameName& sameName = childrenNamed(parent, tag);
+            const uint32_t existing = upperParentMissing ? sd_none : sameName.unique();
+            if (existing != sd_none) {
+                parent = existing;
+            } else {
+                upperParentMissing = true;
+                parent = appendBranch(parent, tag, sameName);
+            }
+            d_walk.push_back({position, parent, sameName.count == 1});
+        }
+        return parent;
+    }
+
+    // The levels of the last walk that path goes through in the same way.
+    size_t sharedLevels(const std::string& path, size_t branchEnd) const {
+        if (d_previousPath == nullptr) {
+            return 0;
+        }
+        const size_t common =
+            std::mismatch(path.begin(), path.end(), d_previousPath->begin(), d_previousPath->end())
+                .first -
+            path.begin();
+        size_t shared = 0;
+        while (shared < d_walk.size() && d_walk[shared].unique && d_walk[shared].end <= common &&
+               d_walk[shared].end - 1 <= branchEnd) {
+            ++shared;
+        }
+        return shared;
+    }
+
+    // A new branch element named tag, as the DOM's createElement would make it: a tag that is
+    // not an XML name fails with the DOM's own exception.
+    uint32_t appendBranch(uint32_t parent, Unicode tag, SameName& sameName) {
+        if (!XMLChar1_0::isValidName(tag.data(), tag.size())) {
+            throw DOMException(DOMException::INVALID_CHARACTER_ERR, 0,
+                               XMLPlatformUtils::fgMemoryManager);
+        }
+        Element branch;
+        branch.poolStart = d_pool.size();
+        d_formatter.formatBuf(tag.data(), tag.size(), XMLFormatter::NoEscapes,
+                              XMLFormatter::UnRep_CharRef);
+        branch.poolLength = d_pool.size() - branch.poolStart;
+        const uint32_t index = append(parent, branch);
+        sameName.add(index);
+        return index;
+    }
+
+    SameName& childrenNamed(uint32_t parent, Unicode tag) {
+        if (tag == sd_settingTag) {
+            return d_elements[parent].settingChildren;
+        }
+        d_key.assign(reinterpret_cast<const char16_t*>(&parent), sizeof parent / sizeof(char16_t));
+        d_key.append(tag);
+        return d_branches[d_key];
+    }
+
+    uint32_t append(uint32_t parent, const Element& child) {
+        if (d_elements.size() >= sd_none) {
+            throw std::bad_alloc();
+        }
+        const uint32_t index = static_cast<uint32_t>(d_elements.size());
+        d_elements.push_back(child);
+        Element& parentElement = d_elements[parent];
+        if (parentElement.lastChild == sd_none) {
+            parentElement.firstChild = index;
+        } else {
+            d_elements[parentElement.lastChild].nextSibling = index;
+        }
+        parentElement.lastChild = index;
+        return index;
+    }
+
+    // A text that is all whitespace and holds a line break: the serializer remembers that it
+    // printed one, and how much follows it.
+    static void noteWhiteSpace(const std::string& text, Element& element) {
+        const bool allSpaces = std::all_of(text.begin(), text.end(), [](char c) {
+            return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        });
+        if (!allSpaces) {
+            return;
+        }
+        size_t lineFeed = text.rfind('\n');
+        if (lineFeed == std::string::npos) {
+            lineFeed = text.rfind('\r');
+        }
+        if (lineFeed != std::string::npos) {
+            element.lineFeedInText = true;
+            element.whiteSpaceAfterLineFeed = text.size() - lineFeed;
+        }
+    }
+
+    // Narrow text (up to its first NUL) as the formatter writes it with `escapes`: ASCII through
+    // the formatter's own table (runs of characters written as themselves at once), anything
+    // else through the formatter.
+    void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
+                 bool AsciiEscapes::Escaped::*plain, XMLFormatter::EscapeFlags escapes) {
+        length = strnlen(text, length);
+        const size_t start = d_pool.size();
+        for (size_t at = 0; at < length;) {
+            size_t run = at;
+            while (run < length && static_cast<unsigned char>(text[run]) < 0x80 &&
+                   d_escapes.of(static_cast<unsigned char>(text[run])).*plain) {
+                ++run;
+            }
+            d_pool.putBytes(text + at, run - at);
+            if (run == length) {
+                return;
+            }
+            const unsigned char character = static_cast<unsigned char>(text[run]);
+            if (character >= 0x80) {
+                d_pool.truncate(start);
+                return escapedUnicode(d_unicode.of(text, length), escapes);
+            }
+            const AsciiEscapes::Escaped& escapedCharacter = d_escapes.of(character);
+            d_unwritable = d_unwritable || !escapedCharacter.allowed;
+            d_pool.putBytes((escapedCharacter.*ascii).data(), (escapedCharacter.*ascii).size());
+            at = run + 1;
+        }
+    }
+
+    void escapedUnicode(Unicode text, XMLFormatter::EscapeFlags escapes) {
+        for (size_t unit = 0; unit < text.size(); ++unit) {
+            if (XMLChar1_0::isXMLChar(text[unit])) {
+                continue;
+            }
+            if (unit + 1 < text.size() && XMLChar1_0::isXMLChar(text[unit], text[unit + 1])) {
+                ++unit;  // a surrogate pair
+                continue;
+            }
+            d_unwritable = true;
+            return;
+        }
+        d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
+    }
+
+    void pool(const char* text) { d_pool.putBytes(text, std::strlen(text)); }
+
+    std::deque<Element> d_elements;  // a deque, so that references survive appending
+    FormBuffer d_pool;
+    XMLFormatter d_formatter;  // writes through writeChars into d_pool
+    const AsciiEscapes& d_escapes;
+    std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
+    std::u16string d_key;
+    std::vector<Level> d_walk;
+    const std::string* d_previousPath = nullptr;
+    UnicodeText d_unicode;
+    XMLValueTextWriter d_values;
+    bool d_unwritable = false;
+};
+
+// The second pass: prints the tree into the form.
+class DocumentPrinter {
+  public:
+    DocumentPrinter(const DocumentTree& tree, KeptForm& form)
+        : d_tree(tree), d_form(form), d_bytes(form.bytes()) {}
+
+    void print() {
+        markup("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>");
+        newLine();
+        markup("<configuration");
+        const Element& root = d_tree.element(0);
+        if (root.firstChild == sd_none) {
+            markup("/>");
+        } else {
+            markup(">");
+            printChildren(root, 1);
+            newLine();
+            lineBreakUnlessPrinted();
+            markup("</configuration>");
+        }
+        newLine();
+    }
+
+  private:
+    void printChildren(const Element& parent, unsigned level) {
+        for (uint32_t child = parent.firstChild; child != sd_none;
+             child = d_tree.element(child).nextSibling) {
+            printElement(d_tree.element(child), level);
+        }
+    }
+
+    void printElement(const Element& element, unsigned level) {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            if (level == 1) {
+                newLine();
+            }
+            newLine();
+        }
+        indent(level);
+        markup("<");
+        d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
+        if (element.isSetting) {
+            printValue(element);
+        } else {
+            markup(">");
+        }
+        const uint64_t linesBefore = d_lines;
+        printChildren(element, level + 1);
+        if (d_lines != linesBefore) {
+            lineBreakUnlessPrinted();
+            indent(level);
+        }
+        markup("</");
+        if (element.isSetting) {
+            markup("setting");
+        } else {
+            d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
+        }
+        markup(">");
+    }
+
+    // The value text is pooled with the start tag, except Base64, which is encoded straight into
+    // the form (it holds neither markup nor whitespace only, so it is written as it is).
+    void printValue(const Element& element) {
+        d_lineFeedInText = element.lineFeedInText;
+        d_whiteSpaceAfterLineFeed = element.whiteSpaceAfterLineFeed;
+        if (element.binary == nullptr) {
+            return;
+        }
+        unsigned char* binary = nullptr;
+        size_t length = 0;
+        element.binary->getBinaryBuffer(&binary, &length);
+        d_form.noteBinary(d_bytes.size(), *element.binary);
+        writeXMLBase64(binary, length, d_bytes.extend(xmlBase64Length(length)));
+    }
+
+    void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
+
+    void newLine() {
+        d_bytes.put('\n');
+        ++d_lines;
+    }
+
+    // Before an end tag: a line break, unless a text has just printed one.
+    void lineBreakUnlessPrinted() {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            newLine();
+        }
+    }
+
+    void indent(unsigned level) {
+        if (d_whiteSpaceAfterLineFeed != 0) {
+            const size_t printed = d_whiteSpaceAfterLineFeed / 2;
+            d_whiteSpaceAfterLineFeed = 0;
+            level = printed < level ? level - static_cast<unsigned>(printed) : 0;
+        }
+        std::memset(d_bytes.extend(2 * size_t(level)), ' ', 2 * size_t(level));
+    }
+
+    const DocumentTree& d_tree;
+    KeptForm& d_form;
+    FormBuffer& d_bytes;
+    uint64_t d_lines = 0;
+    bool d_lineFeedInText = false;
+    size_t d_whiteSpaceAfterLineFeed = 0;
+};
+
+}  // namespace
+
+void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form) {
+    try {
+        DocumentTree tree;
+        // The settings live wherever they were allocated; the path and the setting of an entry
+        // a few ahead are fetched while this one is written.
+        auto ahead = settings.begin();
+        for (int step = 0; step < 4 && ahead != settings.end(); ++step) {
+            ++ahead;
+        }
+        for (const ConfigurationSet::SettingMap::value_type& entry : settings) {
+            if (ahead != settings.end()) {
+                __builtin_prefetch(ahead->first.data());
+                __builtin_prefetch(ahead->second.operator->());
+                ++ahead;
+            }
+            form.noteSetting(*entry.second);
+            tree.add(entry.first, *entry.second);
+        }
+        if (tree.holdsUnwritableCharacter()) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        DocumentPrinter(tree, form).print();
+    } catch (const OutOfMemoryException&) {
+        throw std::bad_alloc();
+    } catch (const XMLException&) {
+        throw IConfigurationSet::serializationFailureException;
+    }
+}
+
+size_t xmlBase64Length(size_t length) {
+    const size_t quads = (length + 2) / 3;
+    const size_t lines = (length + sd_base64LineBytes - 1) / sd_base64LineBytes;
+    return quads * 4 + lines;
+}
+
+void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) {
+    for (size_t done = 0; done < length;) {
+        const size_t part = std::min(length - done, sd_base64ChunkBytes);
+        XMLSize_t encodedLength = 0;
+        XMLByte* encoded = nullptr;
+        try {
+            encoded = Base64::encode(binary + done, part, &encodedLength,
+                                     XMLPlatformUtils::fgMemoryManager);
+        } catch (const OutOfMemoryException&) {
+            throw std::bad_alloc();
+        }
+        const XercesBuffer<XMLByte> owned(encoded);
+        if (encoded == nullptr) {
+            throw IConfigurationSet::serializationFailureException;
+        }
+        std::memcpy(to, encoded, encodedLength);
+        to += encodedLength;
+        done += part;
+    }
+}
+
+}  // namespace configuration
+}  // namespace orvandel
+}  // namespace com

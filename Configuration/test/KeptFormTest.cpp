@@ -1,0 +1,82 @@
+// A length query keeps the form it built for the call that follows. Whatever changes in between,
+// through any handle, that call writes what a fresh walk over the set writes, for both formats.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+
+#include "TestSupport.h"
+
+using namespace com::orvandel;
+using namespace com::orvandel::configuration;
+using testsupport::makeBinarySetting;
+using testsupport::makeSetting;
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes serializeInto(IConfigurationSet& set, size_t capacity) {
+    Bytes form(capacity);
+    size_t written = 0;
+    set.serialize(form.data(), form.size(), &written);
+    form.resize(written);
+    return form;
+}
+
+class KeptFormTest : public ::testing::TestWithParam<bool> {
+  protected:
+    AutoRefCounted<IConfigurationSet> newSet() const {
+        return GetParam() ? AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet())
+                          : testsupport::newBinarySet();
+    }
+};
+
+TEST_P(KeptFormTest, TheCallAfterALengthQuerySeesEveryChangeMadeInBetween) {
+    unsigned char* blobBytes = nullptr;
+    AutoRefCounted<ISetting> number;
+    const AutoRefCounted<IConfigurationSet> set = newSet();
+    const AutoRefCounted<IConfigurationSet> other = newSet();
+    // Each case: what happens before the length query, and the change made after it.
+    const std::function<void()> nothing = [] {};
+    const std::vector<std::pair<std::function<void()>, std::function<void()>>> changes = {
+        {nothing, nothing},
+        {nothing,
+         [&] {
+             number->setValue(uint32_t{99});
+             set->checkModified();  // whoever clears the flag, the change is not forgotten
+         }},
+        {nothing, [&] { number->initialize(ISetting::int32Type); }},
+        {nothing, [&] { blobBytes[2] = 0x55; }},  // through a buffer handed out before the query
+        {nothing, [&] { set->insertSetting("c", makeSetting(ISetting::uint32Type, uint32_t{3})); }},
+        // A setting that reports to another set's flag changes unseen by this one.
+        {[&] { other->insertSetting("elsewhere", number); },
+         [&] { number->setValue(uint32_t{1234}); }},
+    };
+    for (size_t change = 0; change < changes.size(); ++change) {
+        SCOPED_TRACE(change);
+        set->removeAllSettings();
+        other->removeAllSettings();
+        number = makeSetting(ISetting::uint32Type, uint32_t{7});
+        set->insertSetting("a/number", number);
+        const AutoRefCounted<ISetting> blob = makeBinarySetting({0xAA, 0xAA, 0xAA, 0xAA});
+        set->insertSetting("b/blob", blob);
+        size_t binaryLength = 0;
+        blob->getBinaryBuffer(&blobBytes, &binaryLength);
+        changes[change].first();
+        size_t length = 0;
+        EXPECT_THROW(set->serialize(nullptr, 0, &length),
+                     IConfigurationSet::ConfigurationSetException);
+        changes[change].second();
+        const Bytes afterQuery = serializeInto(*set, length + 64);
+        EXPECT_FALSE(set->checkModified());
+        EXPECT_EQ(serializeInto(*set, length + 64), afterQuery);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothFormats, KeptFormTest, ::testing::Values(false, true));
+
+}  // namespace
