@@ -149,6 +149,8 @@ void getValue(BinaryStreamReader& reader, ISetting& setting, ISetting::Type type
             return;
         }
     }
+    recordFailure(FailurePlace::atByte(reader.position() - sizeof(uint32_t)), "unknown type code ",
+                  uint64_t{static_cast<uint32_t>(type)});
     throw IConfigurationSet::serializationFailureException;
 }
 
@@ -228,10 +230,15 @@ void BinaryConfigurationSet::unserialize(const unsigned char* in, size_t inLengt
         while (!reader.atEnd()) {
             const uint64_t pathLength = reader.get<uint64_t>();
             std::string path = textUpToNul(reader.take(pathLength), pathLength);
-            const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
-            AutoRefCounted<Setting> setting = createAttachedSetting(type);
-            getValue(reader, *setting, type);
-            storeRead(read, std::move(path), static_pointer_cast<ISetting>(setting));
+            try {
+                const ISetting::Type type = static_cast<ISetting::Type>(reader.get<uint32_t>());
+                AutoRefCounted<Setting> setting = createAttachedSetting(type);
+                getValue(reader, *setting, type);
+                storeRead(read, std::move(path), static_pointer_cast<ISetting>(setting));
+            } catch (IConfigurationSet::ConfigurationSetException) {
+                prefixFailure("record of path '", Excerpt(path), "': ");
+                throw;
+            }
         }
     } catch (...) {
         if (!wasModified) {

@@ -26,15 +26,14 @@ namespace {
 const uint32_t settingTypeCount = 14;
 
 template <class T>
-uint32_t getScalar(const char* function, void* instance, T* value, ISetting::Type type) {
-    return callOn<SettingFamily>(Subject(function).expecting(type), instance,
-                                 {required("value", value)},
+uint32_t getScalar(const char* function, void* instance, T* value) {
+    return callOn<SettingFamily>(Subject(function), instance, {required("value", value)},
                                  [&](ISetting& setting) { setting.getValue(value); });
 }
 
 template <class T>
-uint32_t setScalar(const char* function, void* instance, T value, ISetting::Type type) {
-    return callOn<SettingFamily>(Subject(function).expecting(type), instance, {},
+uint32_t setScalar(const char* function, void* instance, T value) {
+    return callOn<SettingFamily>(Subject(function), instance, {},
                                  [&](ISetting& setting) { setting.setValue(value); });
 }
 
@@ -50,9 +49,9 @@ void copyTextOut(const std::basic_string<Char>& text, Element* buffer, uint32_t 
 // A copy of the setting's text value (narrow or wide), by the output-buffer protocol.
 template <class Char, class Element>
 uint32_t getText(const char* function, void* instance, Element* value, uint32_t bufLength,
-                 uint32_t* reqLength, ISetting::Type type) {
+                 uint32_t* reqLength) {
     return callOn<SettingFamily>(
-        Subject(function).expecting(type), instance,
+        Subject(function), instance,
         {optionalBuffer("value", value, bufLength), required("reqLength", reqLength)},
         [&](ISetting& setting) {
             const std::basic_string<Char>* text = nullptr;
@@ -62,9 +61,9 @@ uint32_t getText(const char* function, void* instance, Element* value, uint32_t 
 }
 
 template <class Char>
-uint32_t setText(const char* function, void* instance, const Char* value, ISetting::Type type) {
+uint32_t setText(const char* function, void* instance, const Char* value) {
     return callOn<SettingFamily>(
-        Subject(function).expecting(type), instance, {required("value", value)},
+        Subject(function), instance, {required("value", value)},
         [&](ISetting& setting) { setting.setValue(std::basic_string<Char>(value)); });
 }
 
@@ -95,8 +94,7 @@ uint32_t Configuration_getLastErrorMessage(unsigned char* buffer, uint32_t bufLe
 uint32_t ConfigurationSetFactory_createConfigurationSet(const unsigned char* type,
                                                         void** instance) {
     return callFactory(
-        Subject(__func__).naming(type), {required("type", type), required("instance", instance)},
-        [&] {
+        Subject(__func__), {required("type", type), required("instance", instance)}, [&] {
             handOut(getConfigurationSetFactory()->createConfigurationSet(chars(type)), instance);
         });
 }
@@ -123,14 +121,12 @@ uint32_t ConfigurationSet_capLoadAndSave(void* instance, bool* capLoadAndSave) {
 }
 
 uint32_t ConfigurationSet_load(void* instance, const unsigned char* filePath) {
-    return callOn<SetFamily>(Subject(__func__).onFile(filePath), instance,
-                             {required("filePath", filePath)},
+    return callOn<SetFamily>(Subject(__func__), instance, {required("filePath", filePath)},
                              [&](IConfigurationSet& set) { set.load(chars(filePath)); });
 }
 
 uint32_t ConfigurationSet_save(void* instance, const unsigned char* filePath) {
-    return callOn<SetFamily>(Subject(__func__).onFile(filePath), instance,
-                             {required("filePath", filePath)},
+    return callOn<SetFamily>(Subject(__func__), instance, {required("filePath", filePath)},
                              [&](IConfigurationSet& set) { set.save(chars(filePath)); });
 }
 
@@ -172,8 +168,7 @@ uint32_t ConfigurationSet_checkModified(void* instance, bool* modified) {
 uint32_t ConfigurationSet_retrieveSetting(void* instance, const unsigned char* path,
                                           void** setting) {
     return callOn<SetFamily>(
-        Subject(__func__).atPath(path), instance,
-        {required("path", path), required("setting", setting)},
+        Subject(__func__), instance, {required("path", path), required("setting", setting)},
         [&](IConfigurationSet& set) { handOut(set.retrieveSetting(pathArgument(path)), setting); });
 }
 
@@ -183,7 +178,7 @@ uint32_t ConfigurationSet_retrieveSettingByIndex(void* instance, const unsigned 
                                                  uint32_t pathBufferLengthCharsInclNULL,
                                                  uint32_t* reqPathBufferLengthCharsInclNULL) {
     return callOn<SetFamily>(
-        Subject(__func__).atIndex(branch, index), instance,
+        Subject(__func__), instance,
         {required("branch", branch), required("setting", setting),
          optionalBuffer("path", path, pathBufferLengthCharsInclNULL),
          required("reqPathBufferLengthCharsInclNULL", reqPathBufferLengthCharsInclNULL)},
@@ -202,7 +197,7 @@ uint32_t ConfigurationSet_retrieveSettingByIndex(void* instance, const unsigned 
 uint32_t ConfigurationSet_insertSetting(void* instance, const unsigned char* path,
                                         void* settingInstance) {
     return callOn<SetFamily>(
-        Subject(__func__).atPath(path), instance,
+        Subject(__func__), instance,
         {required("path", path), required("settingInstance", settingInstance)},
         [&](IConfigurationSet& set) {
             set.insertSetting(chars(path),
@@ -217,7 +212,7 @@ uint32_t ConfigurationSet_getSettingCount(void* instance, uint32_t* count) {
 
 uint32_t ConfigurationSet_removeSetting(void* instance, const unsigned char* path) {
     return callOn<SetFamily>(
-        Subject(__func__).atPath(path), instance, {required("path", path)},
+        Subject(__func__), instance, {required("path", path)},
         [&](IConfigurationSet& set) { set.removeSetting(pathArgument(path)); });
 }
 
@@ -272,8 +267,8 @@ uint32_t Setting_releaseInstance(void* instance) {
 }
 
 uint32_t Setting_getBoolean(void* instance, uint32_t* value) {
-    return callOn<SettingFamily>(Subject(__func__).expecting(ISetting::boolType), instance,
-                                 {required("value", value)}, [&](ISetting& setting) {
+    return callOn<SettingFamily>(Subject(__func__), instance, {required("value", value)},
+                                 [&](ISetting& setting) {
                                      bool held = false;
                                      setting.getValue(&held);
                                      *value = held ? 1 : 0;
@@ -281,16 +276,16 @@ uint32_t Setting_getBoolean(void* instance, uint32_t* value) {
 }
 
 uint32_t Setting_setBoolean(void* instance, uint32_t value) {
-    return setScalar(__func__, instance, value != 0, ISetting::boolType);
+    return setScalar(__func__, instance, value != 0);
 }
 
 // Each scalar type has a getter and a setter of the same shape.
-#define ORVANDEL_SCALAR_FUNCTIONS(SUFFIX, T, TYPE)                   \
-    uint32_t Setting_get##SUFFIX(void* instance, T* value) {         \
-        return getScalar(__func__, instance, value, ISetting::TYPE); \
-    }                                                                \
-    uint32_t Setting_set##SUFFIX(void* instance, T value) {          \
-        return setScalar(__func__, instance, value, ISetting::TYPE); \
+#define ORVANDEL_SCALAR_FUNCTIONS(SUFFIX, T, TYPE)           \
+    uint32_t Setting_get##SUFFIX(void* instance, T* value) { \
+        return getScalar(__func__, instance, value);         \
+    }                                                        \
+    uint32_t Setting_set##SUFFIX(void* instance, T value) {  \
+        return setScalar(__func__, instance, value);         \
     }
 
 ORVANDEL_SCALAR_FUNCTIONS(UCHAR, unsigned char, ucharType)
@@ -308,27 +303,26 @@ ORVANDEL_SCALAR_FUNCTIONS(DOUBLE, double, doubleType)
 
 uint32_t Setting_getString(void* instance, unsigned char* value, uint32_t bufLength,
                            uint32_t* reqLength) {
-    return getText<char>(__func__, instance, value, bufLength, reqLength, ISetting::stringType);
+    return getText<char>(__func__, instance, value, bufLength, reqLength);
 }
 
 uint32_t Setting_setString(void* instance, const unsigned char* value) {
-    return setText(__func__, instance, chars(value), ISetting::stringType);
+    return setText(__func__, instance, chars(value));
 }
 
 uint32_t Setting_getUnicodeString(void* instance, wchar_t* value, uint32_t bufLength,
                                   uint32_t* reqLength) {
-    return getText<wchar_t>(__func__, instance, value, bufLength, reqLength,
-                            ISetting::unicodeString);
+    return getText<wchar_t>(__func__, instance, value, bufLength, reqLength);
 }
 
 uint32_t Setting_setUnicodeString(void* instance, const wchar_t* value) {
-    return setText(__func__, instance, value, ISetting::unicodeString);
+    return setText(__func__, instance, value);
 }
 
 uint32_t Setting_getBinaryBuffer(void* instance, unsigned char* binary, uint32_t bufLength,
                                  uint32_t* reqLength) {
     return callOn<SettingFamily>(
-        Subject(__func__).expecting(ISetting::binaryType), instance,
+        Subject(__func__), instance,
         {optionalBuffer("binary", binary, bufLength), required("reqLength", reqLength)},
         [&](ISetting& setting) {
             const unsigned char* data = nullptr;
@@ -345,21 +339,20 @@ uint32_t Setting_getBinaryBuffer(void* instance, unsigned char* binary, uint32_t
 }
 
 uint32_t Setting_setBinaryBuffer(void* instance, unsigned char* binary, uint32_t bufLength) {
-    return callOn<SettingFamily>(Subject(__func__).expecting(ISetting::binaryType), instance,
-                                 {required("binary", binary)}, [&](ISetting& setting) {
-                                     unsigned char* data = nullptr;
-                                     size_t length = 0;
-                                     setting.getBinaryBuffer(&data, &length);
-                                     const size_t copied =
-                                         std::min(static_cast<size_t>(bufLength), length);
-                                     if (copied != 0) {
-                                         std::memcpy(data, binary, copied);
-                                     }
-                                 });
+    return callOn<SettingFamily>(
+        Subject(__func__), instance, {required("binary", binary)}, [&](ISetting& setting) {
+            unsigned char* data = nullptr;
+            size_t length = 0;
+            setting.getBinaryBuffer(&data, &length);
+            const size_t copied = std::min(static_cast<size_t>(bufLength), length);
+            if (copied != 0) {
+                std::memcpy(data, binary, copied);
+            }
+        });
 }
 
 uint32_t Setting_getBinaryLength(void* instance, uint32_t* binaryLength) {
-    return callOn<SettingFamily>(Subject(__func__).expecting(ISetting::binaryType), instance,
+    return callOn<SettingFamily>(Subject(__func__), instance,
                                  {required("binaryLength", binaryLength)}, [&](ISetting& setting) {
                                      size_t length = *binaryLength;
                                      setting.getBinaryLength(&length);
@@ -368,7 +361,7 @@ uint32_t Setting_getBinaryLength(void* instance, uint32_t* binaryLength) {
 }
 
 uint32_t Setting_resizeBinaryBuffer(void* instance, uint32_t* binaryLength) {
-    return callOn<SettingFamily>(Subject(__func__).expecting(ISetting::binaryType), instance,
+    return callOn<SettingFamily>(Subject(__func__), instance,
                                  {required("binaryLength", binaryLength)}, [&](ISetting& setting) {
                                      size_t length = *binaryLength;
                                      setting.resizeBinaryBuffer(&length);

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <orvandel/configuration/internal/FailureDetail.h>
+
 namespace com {
 namespace orvandel {
 namespace configuration {
@@ -35,21 +37,23 @@ bool ConfigurationSet::checkModified() {
     return d_modifiedFlag != 0 ? d_modifiedFlag->checkFlagged() : false;
 }
 
-AutoRefCounted<ISetting> ConfigurationSet::retrieveSetting(const std::string& path) {
+ConfigurationSet::SettingMap::const_iterator ConfigurationSet::findPath(
+    const std::string& path) const {
     const SettingMap::const_iterator found = d_settings.find(path);
     if (found == d_settings.end()) {
+        recordFailure("no setting at path '", Excerpt(path, 200), "'");
         throw noSettingAtPathException;
     }
-    return found->second;
+    return found;
+}
+
+AutoRefCounted<ISetting> ConfigurationSet::retrieveSetting(const std::string& path) {
+    return findPath(path)->second;
 }
 
 AutoRefCounted<const ISetting> ConfigurationSet::retrieveLockedSetting(
     const std::string& path) const {
-    const SettingMap::const_iterator found = d_settings.find(path);
-    if (found == d_settings.end()) {
-        throw noSettingAtPathException;
-    }
-    return const_pointer_cast<const ISetting>(found->second);
+    return const_pointer_cast<const ISetting>(findPath(path)->second);
 }
 
 // Index i names the i-th entry from the branch's lower bound, provided that entry still begins
@@ -81,6 +85,8 @@ ConfigurationSet::SettingMap::const_iterator ConfigurationSet::findByIndex(
             return position;
         }
     }
+    recordFailure("no setting at index ", uint64_t{index}, " under branch '", Excerpt(branch, 200),
+                  "'");
     throw noSettingAtPathException;
 }
 
@@ -119,10 +125,14 @@ AutoRefCounted<const ISetting> ConfigurationSet::retrieveLockedSettingByIndex(
 void ConfigurationSet::insertSetting(const std::string& path, AutoRefCounted<ISetting> setting) {
     const SettingMap::iterator hint = d_settings.lower_bound(path);
     if (hint != d_settings.end() && hint->first == path) {
+        recordFailure("setting exists at path '", Excerpt(path, 200), "'");
         throw settingExistsAtPathException;
     }
     if (setting == nullptr || dynamic_cast<Setting*>(setting.operator->()) == nullptr) {
-        throw std::invalid_argument("insertSetting: the setting must be one the library created");
+        static const char sd_foreign[] =
+            "insertSetting: the setting must be one the library created";
+        recordFailure(sd_foreign);
+        throw std::invalid_argument(sd_foreign);
     }
     static_pointer_cast<Setting>(setting)->setModifiedFlag(d_modifiedFlag);
     d_settings.emplace_hint(hint, path, std::move(setting));
@@ -135,10 +145,7 @@ size_t ConfigurationSet::getSettingCount() const {
 }
 
 void ConfigurationSet::removeSetting(const std::string& path) {
-    const SettingMap::iterator found = d_settings.find(path);
-    if (found == d_settings.end()) {
-        throw noSettingAtPathException;
-    }
+    const SettingMap::const_iterator found = findPath(path);
     forgetIndexCursor();
     d_settings.erase(found);
     d_modifiedFlag->flag();

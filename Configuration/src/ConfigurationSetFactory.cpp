@@ -2,6 +2,7 @@
 
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/ConfigurationSet.h>
+#include <orvandel/configuration/internal/FailureDetail.h>
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
@@ -32,6 +33,7 @@ AutoRefCounted<IConfigurationSet> ConfigurationSetFactory::createConfigurationSe
     if (type == "XMLConfigurationSet") {
         return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
     }
+    recordFailure("unknown configuration set type '", Excerpt(type), "'");
     throw unsupportedTypeException;
 }
 

@@ -4,9 +4,21 @@
 #include <cstring>
 #include <new>
 
+#include <orvandel/configuration/internal/FailureDetail.h>
+
 namespace com {
 namespace orvandel {
 namespace configuration {
+
+const char* typeName(ISetting::Type type) {
+    static const char* const sd_names[] = {"bool",   "uchar",  "uint16", "uint32",       "uint64",
+                                           "char",   "int16",  "int32",  "int64",        "float",
+                                           "double", "string", "binary", "unicodeString"};
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < static_cast<int>(sizeof sd_names / sizeof sd_names[0])
+               ? sd_names[index]
+               : "";
+}
 
 Setting::Setting() : d_binary(nullptr), d_binaryLength(0), d_type(boolType) {
     std::memset(&d_value, 0, sizeof d_value);
@@ -33,8 +45,15 @@ ISetting::Type Setting::getType() const {
 
 void Setting::requireType(Type type) const {
     if (d_type != type) {
+        recordFailure("type '", typeName(type), "' expected, setting holds '", typeName(d_type),
+                      "'");
         throw wrongSettingTypeException;
     }
+}
+
+void Setting::throwBadOutPointer() {
+    recordFailure("the pointer for the value is null");
+    throw badOutPointer;
 }
 
 void Setting::raiseModifiedFlag() {
@@ -46,7 +65,7 @@ void Setting::raiseModifiedFlag() {
 template <class T>
 void Setting::getScalar(Type type, T value_::*member, T* value) const {
     if (value == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(type);
     *value = d_value.*member;
@@ -88,7 +107,7 @@ bool Setting::storedBool() const {
 
 void Setting::getValue(bool* value) const {
     if (value == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(boolType);
     *value = storedBool();
@@ -100,7 +119,7 @@ void Setting::setValue(bool value) {
 
 void Setting::getValue(const std::string** value) const {
     if (value == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(stringType);
     *value = &d_string;
@@ -114,7 +133,7 @@ void Setting::setValue(const std::string& value) {
 
 void Setting::getValue(const std::wstring** value) const {
     if (value == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(unicodeString);
     *value = &d_unicodeString;
@@ -128,7 +147,7 @@ void Setting::setValue(const std::wstring& value) {
 
 void Setting::getLockedBinaryBuffer(const unsigned char** binary, size_t* binaryLength) const {
     if (binary == nullptr || binaryLength == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(binaryType);
     *binary = d_binary;
@@ -137,7 +156,7 @@ void Setting::getLockedBinaryBuffer(const unsigned char** binary, size_t* binary
 
 void Setting::getBinaryBuffer(unsigned char** binary, size_t* binaryLength) {
     if (binary == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     const unsigned char* locked = nullptr;
     getLockedBinaryBuffer(&locked, binaryLength);
@@ -147,7 +166,7 @@ void Setting::getBinaryBuffer(unsigned char** binary, size_t* binaryLength) {
 
 void Setting::getBinaryLength(size_t* binaryLength) const {
     if (binaryLength == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(binaryType);
     *binaryLength = d_binaryLength;
@@ -155,7 +174,7 @@ void Setting::getBinaryLength(size_t* binaryLength) const {
 
 void Setting::resizeBinaryBuffer(size_t* binaryLength) {
     if (binaryLength == nullptr) {
-        throw badOutPointer;
+        throwBadOutPointer();
     }
     requireType(binaryType);
     const size_t requested = *binaryLength;
@@ -170,6 +189,7 @@ void Setting::resizeBinaryBuffer(size_t* binaryLength) {
     if (grown == nullptr) {
         *binaryLength = d_binaryLength;
         raiseModifiedFlag();
+        recordFailure("out of memory for a binary buffer of ", uint64_t{requested}, " bytes");
         throw std::bad_alloc();
     }
     d_binary = static_cast<unsigned char*>(grown);

@@ -13,6 +13,8 @@
 #include <ios>
 #include <system_error>
 
+#include <orvandel/configuration/internal/FailureDetail.h>
+
 namespace com {
 namespace orvandel {
 namespace configuration {
@@ -33,16 +35,24 @@ class FileErrorCategory : public std::error_category {
 
 const FileErrorCategory sd_fileErrorCategory;
 
-// "cannot OPERATION 'FILE': REASON", with the reason of error (an errno value).
-[[noreturn]] void throwFileFailure(const char* operation, const std::string& filePath, int error) {
+// "cannot OPERATION 'FILE': REASON", recorded as the thread's failure detail and thrown.
+[[noreturn]] void throwFileFailure(const char* operation, const std::string& filePath,
+                                   std::error_code reason) {
+    const std::string reasonText = reason.message();
+    recordFailure("cannot ", operation, " '", filePath, "': ", reasonText);
     throw std::ios_base::failure(std::string("cannot ") + operation + " '" + filePath + "'",
-                                 std::error_code(error, std::system_category()));
+                                 reason);
+}
+
+// The same, with the reason of an errno value.
+[[noreturn]] void throwFileFailure(const char* operation, const std::string& filePath, int error) {
+    throwFileFailure(operation, filePath, std::error_code(error, std::system_category()));
 }
 
 [[noreturn]] void throwFileFailure(const char* operation, const std::string& filePath,
                                    FileError error) {
-    throw std::ios_base::failure(std::string("cannot ") + operation + " '" + filePath + "'",
-                                 std::error_code(static_cast<int>(error), sd_fileErrorCategory));
+    throwFileFailure(operation, filePath,
+                     std::error_code(static_cast<int>(error), sd_fileErrorCategory));
 }
 
 // An open file descriptor, closed on every way out. Closing on an error path keeps errno, so

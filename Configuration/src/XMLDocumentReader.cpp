@@ -8,17 +8,21 @@
 
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLDocumentHandler.hpp>
+#include <xercesc/sax/Locator.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
 #include <xercesc/sax2/Attributes.hpp>
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLChar.hpp>
+#include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDGrammar.hpp>
 
 #include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/internal/FailureDetail.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
 #include <orvandel/configuration/internal/XercesHolders.h>
@@ -71,6 +75,8 @@ class XMLDeclaration : public XMLDocumentHandler {
                  const XMLCh* const) override {
         d_version1_1 = XMLString::equals(version, XMLUni::fgVersion1_1);
         if (!d_version1_1 && !XMLString::equals(version, XMLUni::fgVersion1_0)) {
+            recordFailure(FailurePlace::at(1, 1), "XML version '", TranscodedText(version).get(),
+                          "' is neither 1.0 nor 1.1");
             throw IConfigurationSet::serializationFailureException;
         }
     }
@@ -121,7 +127,21 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         d_branchStarts.clear();
         d_path.clear();
         d_failure = nullptr;
+        d_errorNoted = false;
     }
+
+    // Records the first error the parser reported in this read (an error that makes the read
+    // fail wherever it stands, so it is the one to report). False when it reported none.
+    bool recordFirstError() const {
+        if (d_errorNoted) {
+            recordFailure(d_errorPlace, d_errorMessage);
+        }
+        return d_errorNoted;
+    }
+
+    void error(const SAXParseException& exception) override { noteError(exception); }
+
+    void fatalError(const SAXParseException& exception) override { noteError(exception); }
 
     // Ends a read: returns the first fault met in a setting, if any (what counts only after a
     // document that parsed without error), and lets go of everything the read made. A value
@@ -137,9 +157,13 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         return failure;
     }
 
+    void setDocumentLocator(const Locator* const locator) override { d_locator = locator; }
+
     void startElement(const XMLCh* const, const XMLCh* const, const XMLCh* const qname,
                       const Attributes& attributes) override {
         if (attributes.getLength() > sd_maxAttributes) {
+            recordFailure(here(), "an element with more than ", uint64_t{sd_maxAttributes},
+                          " attributes");
             throw IConfigurationSet::serializationFailureException;
         }
         if (d_depth == 0 && !d_doctypeChecked) {
@@ -151,6 +175,8 @@ class XMLDocumentReader::Handler : public DefaultHandler {
             return;
         }
         if (d_depth > XMLConfigurationSet::sd_maxElementDepth) {
+            recordFailure(here(), "elements nested deeper than ",
+                          uint64_t{XMLConfigurationSet::sd_maxElementDepth});
             return fail(std::make_exception_ptr(IConfigurationSet::serializationFailureException));
         }
         if (XMLString::equals(qname, sd_settingTag)) {
@@ -219,6 +245,8 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         const XMLSize_t length = XMLString::stringLen(name);
         if (d_declaration.isVersion1_1() ? !XMLChar1_1::isValidQName(name, length)
                                          : !XMLChar1_0::isValidQName(name, length)) {
+            recordFailure(here(), "the DOCTYPE name '", Excerpt(TranscodedText(name).get()),
+                          "' is not a qualified name");
             throw IConfigurationSet::serializationFailureException;
         }
     }
@@ -260,7 +288,41 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         d_settingDepth = 0;
     }
 
+    void noteError(const SAXParseException& exception) {
+        if (d_errorNoted) {
+            return;
+        }
+        d_errorPlace = FailurePlace::at(exception.getLineNumber(), exception.getColumnNumber());
+        d_errorMessage = TranscodedText(exception.getMessage()).get();
+        d_errorNoted = true;
+    }
+
+    // Where the parser stands: the end of the markup it last reported.
+    FailurePlace here() const {
+        return d_locator != nullptr
+                   ? FailurePlace::at(d_locator->getLineNumber(), d_locator->getColumnNumber())
+                   : FailurePlace();
+    }
+
+    // Records why the setting element that began at d_settingPlace cannot be read: "path 'P':
+    // reason", and with the value, "(type 'T', text 'X')".
+    void recordSettingFailure(const char* reason, bool withValue) noexcept {
+        try {
+            const std::string path = !d_hasName ? d_path + "?" : d_path.empty() ? "/" + d_name : d_path + d_name;
+            if (!withValue) {
+                return recordFailure(d_settingPlace, "path '", Excerpt(path), "': ", reason);
+            }
+            std::string text;
+            appendNarrow(text, d_text.c_str());
+            recordFailure(d_settingPlace, "path '", Excerpt(path), "': ", reason, " (type '",
+                          Excerpt(d_type), "', text '", Excerpt(text), "')");
+        } catch (...) {
+            recordFailure(d_settingPlace, reason);
+        }
+    }
+
     void beginSetting(const Attributes& attributes) {
+        d_settingPlace = here();
         d_settingDepth = d_depth;
         d_value = Value::missing;
         d_text.clear();
@@ -284,12 +346,30 @@ class XMLDocumentReader::Handler : public DefaultHandler {
         d_settingDepth = 0;
         try {
             ISetting::Type type;
-            if (!d_hasName || !d_hasType || d_value == Value::missing ||
-                !xmlTypeFromKeyword(d_type.c_str(), &type)) {
+            if (!d_hasName || !d_hasType) {
+                recordSettingFailure(!d_hasName ? "a setting element without a 'name' attribute"
+                                                : "a setting element without a 'type' attribute",
+                                     false);
+                throw IConfigurationSet::serializationFailureException;
+            }
+            if (!xmlTypeFromKeyword(d_type.c_str(), &type)) {
+                recordSettingFailure("unknown type keyword", true);
+                throw IConfigurationSet::serializationFailureException;
+            }
+            if (d_value == Value::missing) {
+                recordSettingFailure("a setting element without a value text", true);
                 throw IConfigurationSet::serializationFailureException;
             }
             AutoRefCounted<Setting> setting = d_target->createSetting(type);
-            d_values->readValue(d_text.c_str(), *setting);
+            try {
+                d_values->readValue(d_text.c_str(), *setting);
+            } catch (IConfigurationSet::ConfigurationSetException) {
+                recordSettingFailure("the value text cannot be read as its type", true);
+                throw;
+            } catch (const std::ios_base::failure&) {
+                recordSettingFailure("the value text cannot be read as its type", true);
+                throw;
+            }
             std::string key = d_path.empty() ? "/" + d_name : d_path + d_name;
             d_target->storeSetting(std::move(key), static_pointer_cast<ISetting>(setting));
         } catch (IConfigurationSet::ConfigurationSetException) {
@@ -318,6 +398,11 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     std::basic_string<XMLCh> d_text;
     Value d_value = Value::missing;
     std::exception_ptr d_failure;  // the first fault in a setting; later settings are skipped
+    const Locator* d_locator = nullptr;
+    bool d_errorNoted = false;    // the parser reported an error in this read:
+    FailurePlace d_errorPlace;    // where,
+    std::string d_errorMessage;   // and what
+    FailurePlace d_settingPlace;  // where the setting element being read began
 };
 
 XMLDocumentReader::XMLDocumentReader(XMLTranscoder& wideTranscoder)
@@ -359,6 +444,7 @@ void XMLDocumentReader::createParser() {
         parser->setProperty(XMLUni::fgXercesSecurityManager, &d_security);
         parser->setContentHandler(d_handler.get());
         parser->setLexicalHandler(d_handler.get());
+        parser->setErrorHandler(d_handler.get());
         parser->installAdvDocHandler(&d_handler->declarationHandler());
     } catch (const OutOfMemoryException&) {
         parser.release();  // abandoned with the rest of its memory by parse
@@ -385,10 +471,23 @@ void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& ta
     } catch (const std::bad_alloc&) {
         abandonParser();
         throw;
+    } catch (const SAXParseException& error) {
+        recordFailure(FailurePlace::at(error.getLineNumber(), error.getColumnNumber()),
+                      TranscodedText(error.getMessage()).get());
+        throw IConfigurationSet::serializationFailureException;
+    } catch (const XMLException& error) {
+        recordFailure(TranscodedText(error.getMessage()).get());
+        throw IConfigurationSet::serializationFailureException;
+    } catch (IConfigurationSet::ConfigurationSetException) {
+        throw;  // recorded where it was found
     } catch (...) {
+        recordFailure("the document cannot be read");
         throw IConfigurationSet::serializationFailureException;
     }
     if (d_parser->getErrorCount() > 0) {
+        if (!d_handler->recordFirstError()) {
+            recordFailure("the document is malformed");
+        }
         throw IConfigurationSet::serializationFailureException;
     }
 }

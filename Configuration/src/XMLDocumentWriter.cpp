@@ -28,6 +28,7 @@
 #include <xercesc/util/XMLException.hpp>
 #include <xercesc/util/XMLString.hpp>
 
+#include <orvandel/configuration/internal/FailureDetail.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
 #include <orvandel/configuration/internal/XercesHolders.h>
@@ -176,6 +177,17 @@ class DocumentTree : public XMLFormatTarget {
     bool holdsUnwritableCharacter() const { return d_unwritable; }
 
     void add(const std::string& path, ISetting& setting) {
+        const bool wasWritable = !d_unwritable;
+        addSetting(path, setting);
+        if (wasWritable && d_unwritable) {
+            d_firstUnwritable = &path;
+        }
+    }
+
+    // The path of the first setting whose name or value holds a character XML cannot carry.
+    const std::string& firstUnwritable() const { return *d_firstUnwritable; }
+
+    void addSetting(const std::string& path, ISetting& setting) {
         const size_t lastSlash = path.rfind('/');
         const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
         const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
@@ -238,9 +250,13 @@ class DocumentTree : public XMLFormatTarget {
         bool upperParentMissing = false;
         while (position < branchEnd) {
             const size_t segmentEnd = path.find('/', position);
-            const Unicode tag = d_unicode.of(path.data() + position, segmentEnd - position);
+            const std::string_view segment(path.data() + position, segmentEnd - position);
+            const Unicode tag = d_unicode.of(segment.data(), segment.size());
             position = segmentEnd + 1;
             if (++depth > XMLConfigurationSet::sd_maxElementDepth - 1) {
+                recordFailure("path '", Excerpt(path), "': more than ",
+                              uint64_t{XMLConfigurationSet::sd_maxElementDepth - 2},
+                              " branch levels");
                 throw IConfigurationSet::serializationFailureException;
             }
             SameName& sameName = childrenNamed(parent, tag);
@@ -249,6 +265,10 @@ class DocumentTree : public XMLFormatTarget {
                 parent = existing;
             } else {
                 upperParentMissing = true;
+                if (!XMLChar1_0::isValidName(tag.data(), tag.size())) {
+                    recordFailure("path '", Excerpt(path), "': the branch segment '",
+                                  Excerpt(segment), "' is not an XML name");
+                }
                 parent = appendBranch(parent, tag, sameName);
             }
             d_walk.push_back({position, parent, sameName.count == 1});
@@ -391,6 +411,7 @@ class DocumentTree : public XMLFormatTarget {
     UnicodeText d_unicode;
     XMLValueTextWriter d_values;
     bool d_unwritable = false;
+    const std::string* d_firstUnwritable = nullptr;  // the path, owned by the settings' map
 };
 
 // The second pass: prints the tree into the form.
@@ -525,6 +546,8 @@ void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& fo
             tree.add(entry.first, *entry.second);
         }
         if (tree.holdsUnwritableCharacter()) {
+            recordFailure("path '", Excerpt(tree.firstUnwritable()),
+                          "': the name or value holds a character XML 1.0 cannot carry");
             throw IConfigurationSet::serializationFailureException;
         }
         DocumentPrinter(tree, form).print();

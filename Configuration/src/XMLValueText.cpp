@@ -15,6 +15,7 @@
 #include <xercesc/util/XMLString.hpp>
 
 #include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XercesHolders.h>
 
 namespace com {
@@ -25,18 +26,11 @@ namespace {
 
 using xercesc::XMLPlatformUtils;
 
-// Indexed by ISetting::Type; the writer uses the UTF-16 form, so that it transcodes nothing.
-struct TypeKeyword {
-    const char* narrow;
-    const XMLCh* unicode;
-};
-const TypeKeyword sd_typeKeywords[] = {{"bool", u"bool"},     {"uchar", u"uchar"},
-                                       {"uint16", u"uint16"}, {"uint32", u"uint32"},
-                                       {"uint64", u"uint64"}, {"char", u"char"},
-                                       {"int16", u"int16"},   {"int32", u"int32"},
-                                       {"int64", u"int64"},   {"float", u"float"},
-                                       {"double", u"double"}, {"string", u"string"},
-                                       {"binary", u"binary"}, {"unicodeString", u"unicodeString"}};
+// Indexed by ISetting::Type: the UTF-16 form of each type's name, so that the writer transcodes
+// nothing.
+const XMLCh* const sd_typeKeywords[] = {u"bool",   u"uchar",  u"uint16", u"uint32",       u"uint64",
+                                        u"char",   u"int16",  u"int32",  u"int64",        u"float",
+                                        u"double", u"string", u"binary", u"unicodeString"};
 constexpr int sd_typeCount = sizeof sd_typeKeywords / sizeof sd_typeKeywords[0];
 
 // Both streams use the same flags, so that every text the writer makes is read back as the
@@ -52,13 +46,6 @@ void setNumberFlags(std::ios_base& stream) {
     stream.setf(std::ios_base::scientific, std::ios_base::floatfield);
     stream.setf(std::ios_base::showpoint);
     stream.precision(53);
-}
-
-// The keywords of type, empty for a type outside the fourteen.
-const TypeKeyword& keywordsOf(ISetting::Type type) {
-    static const TypeKeyword none = {"", u""};
-    const int index = static_cast<int>(type);
-    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : none;
 }
 
 // True when the calling thread's LC_CTYPE is the "C" (or "POSIX") locale, the one of every
@@ -95,16 +82,17 @@ XMLValueTextWriter::CtypeForText::Use::~Use() {
 }
 
 const char* xmlTypeKeyword(ISetting::Type type) {
-    return keywordsOf(type).narrow;
+    return typeName(type);
 }
 
 const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type) {
-    return keywordsOf(type).unicode;
+    const int index = static_cast<int>(type);
+    return index >= 0 && index < sd_typeCount ? sd_typeKeywords[index] : u"";
 }
 
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
     for (int index = 0; index < sd_typeCount; ++index) {
-        if (std::strcmp(keyword, sd_typeKeywords[index].narrow) == 0) {
+        if (std::strcmp(keyword, typeName(static_cast<ISetting::Type>(index))) == 0) {
             *type = static_cast<ISetting::Type>(index);
             return true;
         }

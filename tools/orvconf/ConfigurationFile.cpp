@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <ios>
 #include <iostream>
 #include <new>
@@ -9,6 +10,7 @@
 
 #include <orvandel/configuration/IConfigurationSetFactory.h>
 #include <orvandel/configuration/ISetting.h>
+#include <orvandel/configuration/LastFailure.h>
 
 #include "Failure.h"
 #include "FileIO.h"
@@ -40,8 +42,52 @@ std::string formDescription(Format format) {
                                  : "a binary configuration stream";
 }
 
+// An XML document by its name (".xml") or its first byte that is not white space ("<").
+bool looksLikeXml(const std::string& file, const std::vector<unsigned char>& bytes) {
+    if (formatForNewFile(file) == Format::xml) {
+        return true;
+    }
+    for (const unsigned char byte : bytes) {
+        if (!std::isspace(byte)) {
+            return byte == '<';
+        }
+    }
+    return false;
+}
+
+// The library's detail of a failed read of the form, placed in the file: "line L, column C:
+// reason" becomes "FILE:L:C: not FORM: reason" (the GNU style editors jump to), anything else
+// "FILE: not FORM: reason".
+std::string located(const std::string& file, Format format, const std::string& detail) {
+    const std::string form = "not " + formDescription(format) + ": ";
+    unsigned long line = 0;
+    unsigned long column = 0;
+    int consumed = 0;
+    if (std::sscanf(detail.c_str(), "line %lu, column %lu: %n", &line, &column, &consumed) == 2 &&
+        consumed > 0) {
+        return file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + form +
+               detail.substr(static_cast<size_t>(consumed));
+    }
+    return file + ": " + form + detail;
+}
+
 // The reason the current exception gives for a form that cannot be read or written.
+// The library's own account of its last failure on this thread, when it has one.
+std::string libraryDetail() {
+    return com::orvandel::configuration::lastFailure();
+}
+
 std::string reasonOfCurrentException() {
+    try {
+        throw;
+    } catch (const Failure&) {
+        return "the configuration library provides no set of this form";
+    } catch (...) {
+        const std::string detail = libraryDetail();
+        if (!detail.empty()) {
+            return detail;
+        }
+    }
     try {
         throw;
     } catch (IConfigurationSet::ConfigurationSetException exception) {
@@ -57,8 +103,6 @@ std::string reasonOfCurrentException() {
         return "a value cannot be read as its type";
     } catch (const std::bad_alloc&) {
         return "a length is too large for memory";
-    } catch (const Failure&) {
-        return "the configuration library provides no set of this form";
     } catch (...) {
         return "refused by the configuration library";
     }
@@ -84,22 +128,25 @@ ConfigurationFile readBytesAs(const std::string& file, const std::vector<unsigne
         std::string reason;
         AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, *forced, reason);
         if (!set) {
-            throw Failure(file + ": not " + formDescription(*forced) + ": " + reason);
+            throw Failure(located(file, *forced, reason));
         }
         return {set, *forced, bytes};
     }
-    std::string binaryReason;
-    AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, Format::binary, binaryReason);
+    // The form the file looks like is tried first, and only its reason is told when neither
+    // form reads.
+    const Format detected = looksLikeXml(file, bytes) ? Format::xml : Format::binary;
+    const Format other = detected == Format::xml ? Format::binary : Format::xml;
+    std::string reason;
+    AutoRefCounted<IConfigurationSet> set = tryRead(file, bytes, detected, reason);
     if (!!set) {
-        return {set, Format::binary, bytes};
+        return {set, detected, bytes};
     }
-    std::string xmlReason;
-    set = tryRead(file, bytes, Format::xml, xmlReason);
+    std::string otherReason;
+    set = tryRead(file, bytes, other, otherReason);
     if (!!set) {
-        return {set, Format::xml, bytes};
+        return {set, other, bytes};
     }
-    throw Failure(file + ": not " + formDescription(Format::binary) + " (" + binaryReason +
-                  ") and not " + formDescription(Format::xml) + " (" + xmlReason + ")");
+    throw Failure(located(file, detected, reason));
 }
 
 // The whole serialised form of set, by the two-call length protocol.

@@ -87,8 +87,11 @@ enum ConfigurationSettingType {
 
 /* ---- Errors ---------------------------------------------------------------------------- */
 
-/* Copies the text of the last non-zero result returned on the calling thread (for example
- * "no setting at path 'a/b'"), by the output-buffer protocol; an empty text when there was none.
+/* Copies the text of the last non-zero result returned on the calling thread, by the
+ * output-buffer protocol; an empty text when there was none. The text says what the library found
+ * where it failed: "no setting at path 'a/b'", "cannot open 'x.cfg': No such file or directory",
+ * "settings.xml:3:5: reason" for a document loaded from a file, "line 3, column 5: reason" or
+ * "byte 117: reason" for a form in memory, "out of memory".
  * Successful calls leave the text as it was, and this function never changes it. Returns 0, 1
  * (reqLength null, or buffer null with a capacity) or 6. */
 ORVANDEL_API uint32_t Configuration_getLastErrorMessage(unsigned char* buffer, uint32_t bufLength,

@@ -1,4 +1,5 @@
 // Every command of the installed orvconf on binary files.
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -214,9 +215,22 @@ TEST_F(CommandsTest, AMissingFileIsAnErrorForEveryReadingCommand) {
     EXPECT_EQ(directoryEntries(""), std::vector<std::string>{});
 }
 
-TEST_F(CommandsTest, AFileInNeitherFormNamesBothReasons) {
+// A file in neither form is judged by the form it looks like, and an XML error is placed at its
+// line and column.
+TEST_F(CommandsTest, AFileInNeitherFormGetsTheReasonOfTheFormItLooksLike) {
     writeFile("junk.cfg", "this is not a configuration");
-    expectFailure(orvconf({"print", file("junk.cfg")}), {file("junk.cfg"), "binary", "XML"});
+    const ProgramResult junk = orvconf({"print", file("junk.cfg")});
+    expectFailure(junk, {file("junk.cfg"), "binary", "byte 8"});
+    EXPECT_EQ(junk.err.find("XML"), std::string::npos) << junk.err;
+    writeFile("bad.xml", "<configuration>\n  <group>\n    <group size=>\n</configuration>\n");
+    const ProgramResult bad = orvconf({"print", file("bad.xml")});
+    expectFailure(bad, {file("bad.xml") + ":3:"});
+    EXPECT_EQ(bad.err.find("binary"), std::string::npos) << bad.err;
+    EXPECT_EQ(std::count(bad.err.begin(), bad.err.end(), '\n'), 1) << bad.err;
+    writeFile("bool.xml",
+              "<configuration><setting name=\"b\" type=\"bool\">True</setting>"
+              "</configuration>");
+    expectFailure(orvconf({"print", file("bool.xml")}), {file("bool.xml") + ":1:", "'/b'", "True"});
 }
 
 TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
@@ -239,7 +253,7 @@ TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
             result.err += line + "\n";
         }
     }
-    expectFailure(result, {file("huge.cfg"), "binary", "too large"});
+    expectFailure(result, {file("huge.cfg"), "binary", "out of memory"});
 }
 
 }  // namespace

@@ -51,9 +51,6 @@ struct SetFamily {
         return static_cast<uint32_t>(exception) + ConfigurationResult_unsupported;
     }
     static constexpr uint32_t untranslated = ConfigurationResult_serializationFailure;
-    static void describe(const IConfigurationSet& set, Subject& subject) {
-        subject.setType = set.getType();
-    }
 };
 
 struct SettingFamily {
@@ -66,10 +63,6 @@ struct SettingFamily {
                    : ConfigurationResult_badArgument;
     }
     static constexpr uint32_t untranslated = ConfigurationResult_badArgument;
-    static void describe(const ISetting& setting, Subject& subject) {
-        subject.held = setting.getType();
-        subject.hasHeld = true;
-    }
 };
 
 // The result code of the exception being handled (call only inside a catch handler).
@@ -102,12 +95,13 @@ inline bool argumentsPresent(const Subject& subject, std::initializer_list<Argum
 // Runs operation() and turns whatever it throws into a code and a message.
 template <class Family, class Operation>
 uint32_t guarded(const Subject& subject, Operation&& operation) noexcept {
+    beginCall();
     try {
         operation();
         return ConfigurationResult_success;
     } catch (...) {
         const uint32_t code = codeOfCurrentException<Family>();
-        recordFailure(subject, code);
+        recordFailure(subject);
         return code;
     }
 }
@@ -126,7 +120,7 @@ uint32_t callFactory(const Subject& subject, std::initializer_list<Argument> arg
 // other pointers in order). operation receives the object, held by a counted handle that is
 // released on every way out of the call.
 template <class Family, class Operation>
-uint32_t callOn(Subject subject, void* instance, std::initializer_list<Argument> arguments,
+uint32_t callOn(const Subject& subject, void* instance, std::initializer_list<Argument> arguments,
                 Operation&& operation) noexcept {
     if (!argumentsPresent(subject, {required("instance", instance)}) ||
         !argumentsPresent(subject, arguments)) {
@@ -134,7 +128,6 @@ uint32_t callOn(Subject subject, void* instance, std::initializer_list<Argument>
     }
     using Object = typename Family::Object;
     const AutoRefCounted<Object> handle = make_autorefcounted_this(static_cast<Object*>(instance));
-    Family::describe(*handle, subject);
     return guarded<Family>(subject, [&] { operation(*handle); });
 }
 

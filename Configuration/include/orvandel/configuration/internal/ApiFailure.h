@@ -5,8 +5,6 @@
 #include <cstdint>
 #include <string>
 
-#include <orvandel/configuration/ISetting.h>
-
 namespace com {
 namespace orvandel {
 namespace configuration {
@@ -23,45 +21,12 @@ inline const char* chars(const unsigned char* text) {
 // Throws std::bad_alloc when memory runs out.
 const std::string& pathArgument(const unsigned char* text);
 
-// What a call is about, filled in from its arguments (and the object it works on) before the
-// operation runs, so that a failure can be told in words. The pointers are borrowed for the call.
+// What a call is about: the flat function's own name, for failures the library itself does not
+// explain (a setting implemented outside the library that throws).
 struct Subject {
     explicit Subject(const char* function) : function(function) {}
 
-    Subject& atPath(const unsigned char* settingPath) {
-        path = chars(settingPath);
-        return *this;
-    }
-    Subject& atIndex(const unsigned char* branchText, uint32_t position) {
-        branch = chars(branchText);
-        index = position;
-        return *this;
-    }
-    Subject& onFile(const unsigned char* filePath) {
-        file = chars(filePath);
-        return *this;
-    }
-    Subject& naming(const unsigned char* typeName) {
-        requestedType = chars(typeName);
-        return *this;
-    }
-    Subject& expecting(ISetting::Type type) {
-        expected = type;
-        hasExpected = true;
-        return *this;
-    }
-
-    const char* function;                  // the flat function's own name
-    const char* path = nullptr;            // the setting path it names
-    const char* branch = nullptr;          // the branch it enumerates ...
-    uint32_t index = 0;                    // ... and the index under it
-    const char* file = nullptr;            // the file it loads or saves
-    const char* requestedType = nullptr;   // the set type asked of the factory
-    const std::string* setType = nullptr;  // the type name of the set it works on
-    bool hasExpected = false;              // whether the call needs one setting type:
-    ISetting::Type expected = ISetting::boolType;
-    bool hasHeld = false;  // the type of the setting it works on
-    ISetting::Type held = ISetting::boolType;
+    const char* function;
 };
 
 // Thrown inside a call, and answered by the call frame, when the C layer itself refuses: the
@@ -77,9 +42,12 @@ struct TypeCodeOutOfRange {
 // Makes "argument `name` of the call is null" the thread's last error message.
 void recordNullArgument(const Subject& subject, const char* name) noexcept;
 
-// To be called inside a catch handler: words the exception being handled, with the call's
-// subject, as the thread's last error message.
-void recordFailure(const Subject& subject, uint32_t code) noexcept;
+// Forgets the failure detail of an earlier call, so that what a failing call reports is its own.
+void beginCall() noexcept;
+
+// To be called inside a catch handler: words the exception being handled as the thread's last
+// error message: the detail the library recorded where it failed, or what the C layer knows.
+void recordFailure(const Subject& subject) noexcept;
 
 // The thread's last error message, empty when no call has failed on this thread yet.
 const std::string& lastErrorMessage() noexcept;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include <orvandel/configuration/IConfigurationSet.h>
+#include <orvandel/configuration/internal/FailureDetail.h>
 
 namespace com {
 namespace orvandel {
@@ -41,7 +42,7 @@ class BinaryStreamWriter {
 
 // Reads fields from a stream of known length. Every read first checks that enough bytes remain
 // (comparing with the remainder, so a huge announced length cannot wrap around) and throws
-// serializationFailureException when they do not.
+// serializationFailureException when they do not, recording the offset and what was missing.
 class BinaryStreamReader {
   public:
     BinaryStreamReader(const unsigned char* in, size_t length)
@@ -49,9 +50,14 @@ class BinaryStreamReader {
 
     bool atEnd() const { return d_position >= d_length; }
 
+    // The offset of the next byte to read.
+    size_t position() const { return d_position; }
+
     // The next `length` bytes, borrowed from the input; the cursor moves past them.
     const unsigned char* take(uint64_t length) {
         if (length > d_length - d_position) {
+            recordFailure(FailurePlace::atByte(d_position), "truncated: ", length,
+                          " bytes needed, ", uint64_t{d_length - d_position}, " left");
             throw IConfigurationSet::serializationFailureException;
         }
         const unsigned char* bytes = d_in + d_position;

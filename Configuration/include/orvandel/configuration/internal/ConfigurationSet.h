@@ -113,6 +113,10 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
 
     void prepareForm();
     SettingMap::const_iterator findByIndex(const std::string& branch, uint32_t index) const;
+    // The entry at path; throws noSettingAtPathException.
+    SettingMap::const_iterator findPath(const std::string& path) const;
+    // Throws unsupportedException, recording that the set's type cannot do operation.
+    [[noreturn]] void refuse(const char* operation) const;
     void forgetIndexCursor() { d_indexCursor.valid = false; }
 
     mutable IndexCursor d_indexCursor;

@@ -15,6 +15,10 @@ namespace com {
 namespace orvandel {
 namespace configuration {
 
+// The name of a value type as users see it in documents and messages ("bool", "uchar", ...
+// "unicodeString"), or "" for a type outside the fourteen.
+const char* typeName(ISetting::Type type);
+
 // A typed value. The scalar types share one union, and the narrow string, the wide string and
 // the binary buffer each have their own store; initialize() changes only the type tag, so a
 // store keeps its contents across type changes. The binary buffer is owned by the setting,
@@ -89,6 +93,7 @@ class Setting : public RefCounted<ISetting> {
     };
 
     void requireType(Type type) const;
+    [[noreturn]] static void throwBadOutPointer();
     bool storedBool() const;
     void raiseModifiedFlag();
     template <class T>

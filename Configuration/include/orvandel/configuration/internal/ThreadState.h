@@ -4,11 +4,14 @@
 
 #include <string>
 
+#include <orvandel/configuration/internal/FailureDetail.h>
+
 namespace com {
 namespace orvandel {
 namespace configuration {
 
 struct ThreadState {
+    FailureDetail failure;         // the last failure the library detected on this thread
     std::string lastErrorMessage;  // the flat interface's last failure on this thread
     bool outOfMemory = false;      // the message could not be composed for lack of memory
     std::string pathScratch;       // keeps its capacity, so a path argument costs no allocation
