@@ -1,5 +1,7 @@
 #include "WriterComparison.h"
 
+#include <orvandel/configuration/Convenience.h>
+
 #include <exception>
 #include <string>
 #include <vector>
@@ -213,20 +215,8 @@ AutoRefCounted<IConfigurationSet> xmlSetFrom(const uint8_t* data, size_t size) {
 
 std::string writerDifference(IConfigurationSet& set) {
     const std::string expected = outcomeOf([&] { return domDocument(set); });
-    const std::string written = outcomeOf([&] {
-        size_t length = 0;
-        try {
-            set.serialize(nullptr, 0, &length);
-            return std::vector<unsigned char>();
-        } catch (IConfigurationSet::ConfigurationSetException exception) {
-            if (exception != IConfigurationSet::outBufferTooSmallException) {
-                throw;
-            }
-        }
-        std::vector<unsigned char> bytes(length);
-        set.serialize(bytes.data(), bytes.size(), &length);
-        return bytes;
-    });
+    const std::string written =
+        outcomeOf([&] { return com::orvandel::configuration::serialize(set); });
     return written == expected ? std::string() : "oracle:\n" + expected + "\nwriter:\n" + written;
 }
 
