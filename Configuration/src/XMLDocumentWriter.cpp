@@ -30,6 +30,7 @@
 
 #include <orvandel/configuration/internal/FailureDetail.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
+#include <orvandel/configuration/internal/XMLParserMemory.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
 #include <orvandel/configuration/internal/XercesHolders.h>
 
@@ -167,7 +168,7 @@ class DocumentTree : public XMLFormatTarget {
   public:
     DocumentTree()
         : d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
-                      XMLPlatformUtils::fgMemoryManager),
+                      &d_formatterMemory),
           d_escapes(AsciiEscapes::instance()) {
         d_elements.emplace_back();
     }
@@ -402,6 +403,9 @@ class DocumentTree : public XMLFormatTarget {
 
     std::deque<Element> d_elements;  // a deque, so that references survive appending
     FormBuffer d_pool;
+    // The formatter's own memory: Xerces-C's formatter leaks what it had built when memory runs
+    // out inside its constructor, and this hands all of it back when the tree is abandoned.
+    XMLParserMemory d_formatterMemory;
     XMLFormatter d_formatter;  // writes through writeChars into d_pool
     const AsciiEscapes& d_escapes;
     std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
