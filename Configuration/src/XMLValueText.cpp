@@ -2,12 +2,14 @@
 
 #include <langinfo.h>
 #include <locale.h>
+#include <charconv>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <ios>
 #include <locale>
+#include <type_traits>
 
 #include <xercesc/util/Base64.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -33,12 +35,11 @@ const XMLCh* const sd_typeKeywords[] = {u"bool",   u"uchar",  u"uint16", u"uint3
                                         u"double", u"string", u"binary", u"unicodeString"};
 constexpr int sd_typeCount = sizeof sd_typeKeywords / sizeof sd_typeKeywords[0];
 
-// Both streams use the same flags, so that every text the writer makes is read back as the
-// same value: decimal integers, booleans by name, floating-point values in scientific notation
-// with 53 digits after the point (enough to give back the identical float or double). They use
-// the classic conventions whatever the program's global C++ locale, so that a document never
-// depends on the locale of the program that wrote or reads it: no digit grouping, "." as the
-// decimal point.
+// The reader's stream reads numbers and booleans in the form the writer makes them (decimal
+// integers, booleans by name, floating-point values in scientific notation with 53 digits after
+// the point, enough to give back the identical float or double), in the classic conventions
+// whatever the program's global C++ locale, so that a document never depends on the locale of
+// the program that wrote or reads it: no digit grouping, "." as the decimal point.
 void setNumberFlags(std::ios_base& stream) {
     stream.imbue(std::locale::classic());
     stream.setf(std::ios_base::showbase);
@@ -100,59 +101,74 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
     return false;
 }
 
-XMLValueTextWriter::XMLValueTextWriter() : d_appender(d_wide), d_stream(&d_appender) {
-    setNumberFlags(d_stream);
-    // A stream swallows an exception from its buffer (running out of memory) and would then
-    // write nothing more; the exception goes to the caller instead, so no value is left empty.
-    d_stream.exceptions(std::ios_base::badbit);
-}
-
-XMLValueTextWriter::WideAppender::int_type XMLValueTextWriter::WideAppender::overflow(
-    int_type character) {
-    if (!traits_type::eq_int_type(character, traits_type::eof())) {
-        d_target.push_back(traits_type::to_char_type(character));
-    }
-    return traits_type::not_eof(character);
-}
-
-std::streamsize XMLValueTextWriter::WideAppender::xsputn(const wchar_t* characters,
-                                                         std::streamsize count) {
-    d_target.append(characters, static_cast<size_t>(count));
-    return count;
-}
-
 const std::string& XMLValueTextWriter::valueText(ISetting& setting) {
+    if (formatNumber(setting)) {
+        return d_narrow;
+    }
     const CtypeForText::Use ctype(d_ctype);
     d_wide.clear();
-    formatValue(setting);
+    formatText(setting);
     narrowWide();
     return d_narrow;
 }
 
-void XMLValueTextWriter::formatValue(ISetting& setting) {
+// Numbers and booleans are ASCII in the classic form, so they are written straight as narrow
+// text: decimal integers, floating-point values as printf's "%.53e" writes them (to_chars gives
+// the same text), booleans by name.
+bool XMLValueTextWriter::formatNumber(const ISetting& setting) {
     switch (setting.getType()) {
-        case ISetting::boolType:
-            return formatScalar<bool, bool>(setting);
+        case ISetting::boolType: {
+            bool value = false;
+            setting.getValue(&value);
+            d_narrow = value ? "true" : "false";
+            return true;
+        }
         case ISetting::ucharType:
-            return formatScalar<unsigned int, unsigned char>(setting);
+            return formatScalar<unsigned char>(setting);
         case ISetting::uint16Type:
-            return formatScalar<unsigned int, uint16_t>(setting);
+            return formatScalar<uint16_t>(setting);
         case ISetting::uint32Type:
-            return formatScalar<unsigned int, uint32_t>(setting);
+            return formatScalar<uint32_t>(setting);
         case ISetting::uint64Type:
-            return formatScalar<unsigned long, uint64_t>(setting);
+            return formatScalar<uint64_t>(setting);
         case ISetting::charType:
-            return formatScalar<int, signed char>(setting);
+            return formatScalar<signed char>(setting);
         case ISetting::int16Type:
-            return formatScalar<int, int16_t>(setting);
+            return formatScalar<int16_t>(setting);
         case ISetting::int32Type:
-            return formatScalar<int, int32_t>(setting);
+            return formatScalar<int32_t>(setting);
         case ISetting::int64Type:
-            return formatScalar<long, int64_t>(setting);
+            return formatScalar<int64_t>(setting);
         case ISetting::floatType:
-            return formatScalar<double, float>(setting);
+            return formatScalar<float>(setting);
         case ISetting::doubleType:
-            return formatScalar<double, double>(setting);
+            return formatScalar<double>(setting);
+        default:
+            return false;
+    }
+}
+
+// Integers narrower than int are shown as numbers, not characters; a float is shown widened to
+// double, so its text is exact.
+template <class Stored>
+bool XMLValueTextWriter::formatScalar(const ISetting& setting) {
+    Stored value;
+    setting.getValue(&value);
+    char digits[sd_numberTextCapacity];
+    std::to_chars_result end;
+    if constexpr (std::is_floating_point_v<Stored>) {
+        end = std::to_chars(digits, digits + sizeof digits, static_cast<double>(value),
+                            std::chars_format::scientific, 53);
+    } else {
+        end = std::to_chars(digits, digits + sizeof digits, +value);
+    }
+    d_narrow.assign(digits, end.ptr);
+    return true;
+}
+
+// Strings, wide strings and binary buffers, as wide text.
+void XMLValueTextWriter::formatText(ISetting& setting) {
+    switch (setting.getType()) {
         case ISetting::stringType: {
             const std::string* value = nullptr;
             setting.getValue(&value);
@@ -166,16 +182,9 @@ void XMLValueTextWriter::formatValue(ISetting& setting) {
         }
         case ISetting::binaryType:
             return widenBinary(setting);
+        default:
+            return;  // a type outside the fourteen has empty text
     }
-}
-
-// Integers narrower than int are shown as int (zero- or sign-extended), so that a char is a
-// number and not a character; a float is shown widened to double, so its text is exact.
-template <class Shown, class Stored>
-void XMLValueTextWriter::formatScalar(const ISetting& setting) {
-    Stored value;
-    setting.getValue(&value);
-    d_stream << static_cast<Shown>(value);
 }
 
 // The characters that the current locale converts, up to the first byte sequence it cannot

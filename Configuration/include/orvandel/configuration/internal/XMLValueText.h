@@ -27,8 +27,8 @@ const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type);
 // The value type named by keyword (compared exactly). Returns false for any other text.
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 
-// Makes the value texts of one document. Numbers and booleans are formatted by a wide stream in
-// the classic conventions (decimal integers, floating-point values widened to double in
+// Makes the value texts of one document. Numbers and booleans are formatted in the classic
+// conventions (decimal integers, floating-point values widened to double in
 // scientific notation with 53 digits after the point, booleans by name), strings are widened
 // with the C library's multibyte conversion, binary buffers become Base64. Every text is then
 // converted to the multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at
@@ -37,17 +37,20 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 // its stream and its choice of conversion are set up once.
 class XMLValueTextWriter {
   public:
-    XMLValueTextWriter();
-
     // The value text of setting, in the current locale's multibyte encoding; borrowed, valid
     // until the next call. A binary setting is read through getBinaryBuffer, which raises its
     // modified flag. A type outside the fourteen has empty text.
     const std::string& valueText(ISetting& setting);
 
   private:
-    void formatValue(ISetting& setting);
-    template <class Shown, class Stored>
-    void formatScalar(const ISetting& setting);
+    // Enough for any integer, and for a double in scientific notation with 53 digits after the
+    // point.
+    static constexpr size_t sd_numberTextCapacity = 96;
+
+    bool formatNumber(const ISetting& setting);
+    template <class Stored>
+    bool formatScalar(const ISetting& setting);
+    void formatText(ISetting& setting);
     void widenMultibyte(const char* text, size_t length);
     void widenBinary(ISetting& setting);
     void narrowWide();
@@ -73,23 +76,8 @@ class XMLValueTextWriter {
         locale_t d_replacement;  // 0 when the thread's own conversions serve
     };
 
-    // Appends what a stream writes to a wide string, so that a number is formatted in place.
-    class WideAppender : public std::wstreambuf {
-      public:
-        explicit WideAppender(std::wstring& target) : d_target(target) {}
-
-      protected:
-        int_type overflow(int_type character) override;
-        std::streamsize xsputn(const wchar_t* characters, std::streamsize count) override;
-
-      private:
-        std::wstring& d_target;
-    };
-
     std::wstring d_wide;
     std::string d_narrow;
-    WideAppender d_appender;  // appends to d_wide
-    std::wostream d_stream;   // writes through d_appender
     CtypeForText d_ctype;
 };
 
