@@ -582,6 +582,11 @@ static void binaryValuesKeepTheirLengthUntilResized(void) {
     memset(read, 0, sizeof read);
     CHECK(Setting_getBinaryBuffer(setting, read, sizeof read, &required) == 0 && required == 10);
     CHECK(memcmp(read, ten, sizeof ten) == 0);
+    length = 1; /* a single byte is copied out too */
+    CHECK(Setting_resizeBinaryBuffer(setting, &length) == 0 && length == 1);
+    memset(read, 0, sizeof read);
+    CHECK(Setting_getBinaryBuffer(setting, read, sizeof read, &required) == 0 && required == 1);
+    CHECK(read[0] == ten[0]);
 
     CHECK(Setting_initialize(setting, ConfigurationSettingType_uint32) == 0);
     length = 5;
