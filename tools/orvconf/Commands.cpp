@@ -26,20 +26,8 @@ using com::orvandel::configuration::ISetting;
 namespace orvconf {
 namespace {
 
-// The most bytes of a value an error message quotes.
-constexpr size_t kQuotedValueLength = 40;
-
 std::string pathContext(const std::string& file, const std::string& path) {
     return file + ": path '" + formatPath(path) + "': ";
-}
-
-// A value as an error message quotes it: escaped, and cut short when it is long.
-std::string quotedValue(const std::string& value) {
-    if (value.size() <= kQuotedValueLength) {
-        return "'" + formatPath(value) + "'";
-    }
-    return "'" + formatPath(value.substr(0, kQuotedValueLength)) + "'... (" +
-           std::to_string(value.size()) + " bytes)";
 }
 
 // Refuses "-" as a file that a command edits in place.

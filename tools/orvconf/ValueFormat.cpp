@@ -150,4 +150,13 @@ std::string formatSettingLine(const std::string& path, const ISetting& setting) 
     return formatPath(path) + " " + formatTypedValue(setting);
 }
 
+std::string quotedValue(const std::string& value) {
+    constexpr size_t quotedLength = 40;
+    if (value.size() <= quotedLength) {
+        return "'" + formatPath(value) + "'";
+    }
+    return "'" + formatPath(value.substr(0, quotedLength)) + "'... (" +
+           std::to_string(value.size()) + " bytes)";
+}
+
 }  // namespace orvconf

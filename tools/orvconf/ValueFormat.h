@@ -26,6 +26,10 @@ std::string formatValue(const com::orvandel::configuration::ISetting& setting, T
 // A path as every listing shows it: the quoted style's escapes, without the quotes.
 std::string formatPath(const std::string& path);
 
+// A value as a message quotes it: escaped as a path, in quotes, and cut to its first 40 bytes
+// (with its full size) when it is longer.
+std::string quotedValue(const std::string& value);
+
 // A setting's type and value as print and diff show them: "(type) = value", the value in the
 // quoted style.
 std::string formatTypedValue(const com::orvandel::configuration::ISetting& setting);

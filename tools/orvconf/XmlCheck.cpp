@@ -20,15 +20,8 @@ using com::orvandel::configuration::ISetting;
 namespace orvconf {
 namespace {
 
-constexpr size_t kQuotedTextLength = 40;
-
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-std::string quotedText(const std::string& text) {
-    return "'" + formatPath(text.substr(0, kQuotedTextLength)) + "'" +
-           (text.size() > kQuotedTextLength ? "..." : "");
 }
 
 // What follows the value text inside a setting element and that the reader ignores: a child
@@ -78,7 +71,7 @@ std::string valueFinding(const std::string& file, const std::string& document,
                          AutoRefCounted<const ISetting>& reading) {
     const std::optional<ISetting::Type> type = typeFromKeyword(element.type);
     if (!type) {
-        return "unknown type " + quotedText(element.type);
+        return "unknown type " + quotedValue(element.type);
     }
     const std::string content =
         document.substr(element.startTagEnd, element.endTagBegin - element.startTagEnd);
@@ -86,7 +79,7 @@ std::string valueFinding(const std::string& file, const std::string& document,
     reading =
         libraryReading(file, document.substr(element.begin, element.end - element.begin), holder);
     if (!reading) {
-        return "the library cannot read " + quotedText(text) + " as " + element.type;
+        return "the library cannot read " + quotedValue(text) + " as " + element.type;
     }
     if (*type != ISetting::stringType && *type != ISetting::unicodeString) {
         // The reader skips the blanks around a number; they change nothing.
@@ -101,11 +94,11 @@ std::string valueFinding(const std::string& file, const std::string& document,
     try {
         assignValue(*strict, text);
     } catch (const std::invalid_argument& error) {
-        return quotedText(text) + " reads as " + read + " (as " + element.type + ": " +
+        return quotedValue(text) + " reads as " + read + " (as " + element.type + ": " +
                error.what() + ")";
     }
     if (formatValue(*strict, TextStyle::quoted) != read) {
-        return quotedText(text) + " reads as " + read;
+        return quotedValue(text) + " reads as " + read;
     }
     return ignoredContent(content);
 }
