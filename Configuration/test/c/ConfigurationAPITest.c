@@ -345,6 +345,7 @@ static void xmlFailuresAreStoppedAtTheBoundary(void) {
     insertUint32(set, "1 bad/value", 1);
     CHECK(ConfigurationSet_serialize(set, form, sizeof form, &length) == 5);
     CHECK_MESSAGE_HAS("path '1 bad/value': the branch segment '1 bad' is not an XML name");
+    remove("capi-unwritten.xml");
     CHECK(ConfigurationSet_save(set, u("capi-unwritten.xml")) == 5);
     CHECK_MESSAGE_HAS("capi-unwritten.xml: path '1 bad/value'");
     file = fopen("capi-unwritten.xml", "rb");
