@@ -166,9 +166,7 @@ BinaryConfigurationSet::BinaryConfigurationSet() {
 // setting and of where each binary value's bytes stand.
 template <class Writer>
 void BinaryConfigurationSet::writeSettings(Writer& writer, KeptForm* form) {
-    for (const SettingMap::value_type& entry : d_settings) {
-        const std::string& path = entry.first;
-        ISetting& setting = *entry.second;
+    forEachInOrder(settingsInOrder(), [&](const std::string& path, ISetting& setting) {
         putField(writer, path.data(), path.size());
         const ISetting::Type type = setting.getType();
         writer.put(static_cast<uint32_t>(type));
@@ -180,7 +178,7 @@ void BinaryConfigurationSet::writeSettings(Writer& writer, KeptForm* form) {
                 form->noteBinary(valueStart + sizeof(uint64_t), setting);
             }
         }
-    }
+    });
 }
 
 void BinaryConfigurationSet::buildForm(KeptForm& form) {

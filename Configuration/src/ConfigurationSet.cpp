@@ -136,7 +136,7 @@ void ConfigurationSet::insertSetting(const std::string& path, AutoRefCounted<ISe
     }
     static_pointer_cast<Setting>(setting)->setModifiedFlag(d_modifiedFlag);
     d_settings.emplace_hint(hint, path, std::move(setting));
-    forgetIndexCursor();
+    changeShape();
     d_modifiedFlag->flag();
 }
 
@@ -146,13 +146,13 @@ size_t ConfigurationSet::getSettingCount() const {
 
 void ConfigurationSet::removeSetting(const std::string& path) {
     const SettingMap::const_iterator found = findPath(path);
-    forgetIndexCursor();
+    changeShape();
     d_settings.erase(found);
     d_modifiedFlag->flag();
 }
 
 void ConfigurationSet::removeAllSettings() {
-    forgetIndexCursor();
+    changeShape();
     d_settings.clear();
     d_modifiedFlag->flag();
 }
@@ -194,7 +194,7 @@ void ConfigurationSet::storeRead(SettingMap& read, std::string&& path,
 }
 
 void ConfigurationSet::mergeRead(SettingMap& read) {
-    forgetIndexCursor();
+    changeShape();
     d_modifiedFlag->noteChange();
     if (d_settings.empty()) {
         d_settings.swap(read);

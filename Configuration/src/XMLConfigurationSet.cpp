@@ -65,7 +65,7 @@ void XMLConfigurationSet::buildForm(KeptForm& form) {
     if (!d_xmlPlatformInitialized) {
         throw serializationFailureException;
     }
-    writeXMLDocument(d_settings, form);
+    writeXMLDocument(settingsInOrder(), form);
 }
 
 void XMLConfigurationSet::rewriteBinary(unsigned char* at, const unsigned char* binary,

@@ -531,24 +531,13 @@ class DocumentPrinter {
 
 }  // namespace
 
-void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form) {
+void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form) {
     try {
         DocumentTree tree;
-        // The settings live wherever they were allocated; the path and the setting of an entry
-        // a few ahead are fetched while this one is written.
-        auto ahead = settings.begin();
-        for (int step = 0; step < 4 && ahead != settings.end(); ++step) {
-            ++ahead;
-        }
-        for (const ConfigurationSet::SettingMap::value_type& entry : settings) {
-            if (ahead != settings.end()) {
-                __builtin_prefetch(ahead->first.data());
-                __builtin_prefetch(ahead->second.operator->());
-                ++ahead;
-            }
-            form.noteSetting(*entry.second);
-            tree.add(entry.first, *entry.second);
-        }
+        forEachInOrder(entries, [&](const std::string& path, ISetting& setting) {
+            form.noteSetting(setting);
+            tree.add(path, setting);
+        });
         if (tree.holdsUnwritableCharacter()) {
             recordFailure("path '", Excerpt(tree.firstUnwritable()),
                           "': the name or value holds a character XML 1.0 cannot carry");

@@ -14,6 +14,7 @@
 #include <orvandel/configuration/internal/KeptForm.h>
 #include <orvandel/configuration/internal/RefCounted.h>
 #include <orvandel/configuration/internal/Setting.h>
+#include <orvandel/configuration/internal/SettingOrder.h>
 #include <orvandel/configuration/internal/SharedFlag.h>
 
 namespace com {
@@ -25,7 +26,7 @@ namespace configuration {
 // implemented here once for every type, on top of those two.
 class ConfigurationSet : public RefCounted<IConfigurationSet> {
   public:
-    using SettingMap = std::map<std::string, AutoRefCounted<ISetting>>;
+    using SettingMap = configuration::SettingMap;
 
     ConfigurationSet();
 
@@ -92,6 +93,9 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     // one, so that saving needs the memory of one form. The set counts as unmodified afterwards.
     FormBuffer serializedForm();
 
+    // For writers: the settings in path order, as an array to walk with forEachInOrder.
+    const SettingOrder::Entries& settingsInOrder() { return d_order.of(d_settings); }
+
     std::string d_type;
     bool d_capLoadSave;
     bool d_capSerialize;
@@ -117,9 +121,14 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     SettingMap::const_iterator findPath(const std::string& path) const;
     // Throws unsupportedException, recording that the set's type cannot do operation.
     [[noreturn]] void refuse(const char* operation) const;
-    void forgetIndexCursor() { d_indexCursor.valid = false; }
+    // The map gains or loses entries: forgets the positions kept in it.
+    void changeShape() noexcept {
+        d_indexCursor.valid = false;
+        d_order.forget();
+    }
 
     mutable IndexCursor d_indexCursor;
+    SettingOrder d_order;
 };
 
 }  // namespace configuration

@@ -4,14 +4,14 @@
 
 #include <cstddef>
 
-#include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/KeptForm.h>
+#include <orvandel/configuration/internal/SettingOrder.h>
 
 namespace com {
 namespace orvandel {
 namespace configuration {
 
-// Appends the document of `settings` to form.bytes(), byte for byte what Xerces-C's DOM
+// Appends the document of the settings `entries` (in path order) to form.bytes(), byte for byte what Xerces-C's DOM
 // serializer writes, with pretty-printing, for the document the format describes
 // (docs/xml-format.md), and tells `form` of every setting and of where each binary value's
 // Base64 text starts. Names and texts are escaped and encoded by Xerces-C's XMLFormatter, as
@@ -21,7 +21,7 @@ namespace configuration {
 // cannot carry, std::bad_alloc when memory runs out (also for Xerces-C's OutOfMemoryException).
 // Whatever it throws, it leaves nothing of its own allocated; the bytes already appended are
 // the caller's to drop.
-void writeXMLDocument(const ConfigurationSet::SettingMap& settings, KeptForm& form);
+void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form);
 
 // The length of the Base64 text of `length` bytes, as Xerces-C's Base64::encode writes it:
 // lines of 60 characters, each ending in a line feed.
