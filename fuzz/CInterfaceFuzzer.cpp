@@ -77,7 +77,7 @@ std::function<void(void*)> getter(uint32_t (*get)(void*, T*)) {
 
 class Driver {
   public:
-    explicit Driver(Input& input) : d_input(input), d_sets(), d_settings() {}
+    explicit Driver(Input& input) : d_input(input) {}
 
     ~Driver() {
         for (void* set : d_sets) {
@@ -305,15 +305,11 @@ class Driver {
 
     void compare() {
         bool equal = false;
-        if (d_input.byte() % 2 == 0) {
-            void* one = set();
-            void* other = set();
-            checked(one && other, ConfigurationSet_equals(one, other, &equal));
-        } else {
-            void* one = setting();
-            void* other = setting();
-            checked(one && other, Setting_equals(one, other, &equal));
-        }
+        const bool sets = d_input.byte() % 2 == 0;
+        void* one = sets ? set() : setting();
+        void* other = sets ? set() : setting();
+        checked(one && other,
+                (sets ? ConfigurationSet_equals : Setting_equals)(one, other, &equal));
     }
 
     void release() {
