@@ -378,6 +378,8 @@ static void typeCodesAndScalars(void) {
     CHECK_SCALAR(10, FLOAT, float, 1.5f);
     CHECK_SCALAR(11, DOUBLE, double, -2.25);
     CHECK(Setting_initialize(setting, ConfigurationSettingType_uint32) == 0);
+    read = 7;
+    CHECK(Setting_getBoolean(setting, &read) == 3 && read == 7);
     CHECK_FAILS(3, Setting_setBoolean(setting, 1), "'bool'");
     CHECK_MESSAGE_HAS("'uint32'");
     CHECK(Setting_releaseInstance(setting) == 0);
