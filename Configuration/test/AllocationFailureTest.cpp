@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <new>
@@ -42,30 +43,16 @@ void* allocateOrThrow(std::size_t size) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+// clang-format off
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+// clang-format on
 
 namespace {
 
@@ -162,40 +149,35 @@ INSTANTIATE_TEST_SUITE_P(BothForms, AllocationFailure,
 // A chain of C calls stops at the first failure, which has its code and the message of memory.
 TEST(AllocationFailureInC, ACallFailsWithItsCodeAndTheMessageOfMemory) {
     const std::vector<unsigned char> form = serializedForm(*sampleSet("XMLConfigurationSet"));
-    const uint32_t notRun = 99;
-    uint32_t results[3];
+    const auto text = [](const char* characters) {
+        return reinterpret_cast<const unsigned char*>(characters);
+    };
     void* set = nullptr;
     void* setting = nullptr;
-    std::string message;
     sweep(
         [&] {
-            results[0] = ConfigurationSetFactory_createConfigurationSet(
-                reinterpret_cast<const unsigned char*>("XMLConfigurationSet"), &set);
-            results[1] = results[0] != 0 ? notRun
-                                         : ConfigurationSet_unserialize(set, form.data(),
-                                                                        uint32_t(form.size()));
-            results[2] =
-                results[1] != 0
-                    ? notRun
-                    : ConfigurationSet_retrieveSetting(
-                          set, reinterpret_cast<const unsigned char*>("a/double"), &setting);
+            uint32_t failure = ConfigurationResult_badArgument;
+            uint32_t result =
+                ConfigurationSetFactory_createConfigurationSet(text("XMLConfigurationSet"), &set);
+            if (result == 0) {
+                failure = ConfigurationResult_serializationFailure;
+                result = ConfigurationSet_unserialize(set, form.data(), uint32_t(form.size()));
+            }
+            if (result == 0) {
+                result = ConfigurationSet_retrieveSetting(set, text("a/double"), &setting);
+            }
             sd_allocationsLeft = -1;
-            unsigned char text[256] = {};
+            unsigned char message[256] = {};
             uint32_t required = 0;
-            Configuration_getLastErrorMessage(text, sizeof text, &required);
-            message = reinterpret_cast<const char*>(text);
+            Configuration_getLastErrorMessage(message, sizeof message, &required);
+            EXPECT_TRUE(result == 0 || result == failure) << result;
+            EXPECT_TRUE(result == 0 ||
+                        std::strstr(reinterpret_cast<char*>(message), "out of memory"))
+                << message;
         },
         [&](bool) {
-            for (size_t call = 0; call < 3 && results[call] != notRun; ++call) {
-                const uint32_t failure = call == 0 ? ConfigurationResult_badArgument
-                                                   : ConfigurationResult_serializationFailure;
-                EXPECT_TRUE(results[call] == 0 || results[call] == failure) << results[call];
-                EXPECT_TRUE(results[call] == 0 ||
-                            message.find("out of memory") != std::string::npos)
-                    << message;
-            }
+            double value = 0;
             if (setting != nullptr) {
-                double value = 0;
                 EXPECT_EQ(0u, Setting_getDOUBLE(setting, &value));
                 EXPECT_EQ(-3.25, value);
                 Setting_releaseInstance(setting);

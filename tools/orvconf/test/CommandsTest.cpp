@@ -1,6 +1,6 @@
-// Every command of the installed orvconf on binary files.
+// Every command of the installed orvconf on binary files: values as set reads them, and the
+// JSON form.
 #include <array>
-#include <sstream>
 
 #include "OrvconfFixture.h"
 
@@ -15,32 +15,26 @@ const std::string kHandWrittenStream =
 class CommandsTest : public OrvconfTest {};
 
 TEST_F(CommandsTest, HelpVersionManualAndCompletionCoverEveryCommand) {
+    const ProgramResult help = orvconf({"--help"});
+    expectSuccess(help);
+    expectOutput({"-h"}, help.out);
+    expectOutput({"help"}, help.out);
     const ProgramResult others =
         runProgram({"bash", "-c",
                     "source '" ORVCONF_INSTALLED_COMPLETION "'; COMP_WORDS=(orvconf ''); "
                     "COMP_CWORD=1; _orvconf; echo \" ${COMPREPLY[*]} \"; "
                     "cat '" ORVCONF_INSTALLED_MANUAL "'"});
-    EXPECT_EQ(others.status, 0) << others.err;
-    std::vector<std::string> helps;
-    for (const char* help : {"--help", "-h", "help"}) {
-        const ProgramResult result = orvconf({help});
-        expectSuccess(result);
-        helps.push_back(result.out);
-    }
     for (const std::string command : {"print", "get", "set", "remove", "list", "check", "convert",
                                       "diff", "export", "import", "help"}) {
         SCOPED_TRACE(command);
+        EXPECT_TRUE(contains(help.out, "  " + command + " "));
         EXPECT_TRUE(contains(others.out, " " + command + " "));        // the completion
         EXPECT_TRUE(contains(others.out, "\\fB" + command + "\\fR"));  // the manual page
-        for (const std::string& help : helps) {
-            EXPECT_TRUE(contains(help, "  " + command + " "));
-        }
-        for (const auto& arguments :
-             {std::vector<std::string>{command, "--help"}, {command, "-h"}, {"help", command}}) {
-            const ProgramResult help = orvconf(arguments);
-            expectSuccess(help);
-            EXPECT_EQ(help.out.rfind("usage: orvconf " + command + " ", 0), 0u) << help.out;
-        }
+        const ProgramResult usage = orvconf({command, "--help"});
+        expectSuccess(usage);
+        EXPECT_EQ(usage.out.rfind("usage: orvconf " + command + " ", 0), 0u) << usage.out;
+        expectOutput({command, "-h"}, usage.out);
+        expectOutput({"help", command}, usage.out);
     }
     const ProgramResult version = orvconf({"--version"});
     expectSuccess(version);
@@ -138,20 +132,19 @@ TEST_F(CommandsTest, ListAndRemoveWorkByWholePathSegments) {
 }
 
 TEST_F(CommandsTest, DiffListsChangesOneALineAndExitsAsDiffDoes) {
-    for (const char* name : {"a.cfg", "b.cfg"}) {
-        set(name, "same", "string", "s");
-        set(name, "nan", "double", "nan");
+    // clang-format off
+    const std::vector<std::array<std::string, 3>> settings = {
+        {"gone", "bool", "true"}, {"same", "string", "s"}, {"nan", "double", "nan"},
+        {"value", "int32", "1"}, {"type", "int32", "1"}};
+    // clang-format on
+    for (size_t row = 0; row < settings.size(); ++row) {  // c holds what a does, in another order
+        set("a.cfg", settings[row][0], settings[row][1], settings[row][2]);
+        set("c.cfg", settings[4 - row][0], settings[4 - row][1], settings[4 - row][2]);
+        set("b.cfg", settings[row][0], settings[row][1], settings[row][2]);
     }
-    set("a.cfg", "gone", "bool", "true");
-    set("a.cfg", "value", "int32", "1");
-    set("a.cfg", "type", "int32", "1");
-    set("c.cfg", "type", "int32", "1");  // c is a in another order
-    set("c.cfg", "value", "int32", "1");
-    set("c.cfg", "gone", "bool", "true");
-    set("c.cfg", "nan", "double", "nan");
-    set("c.cfg", "same", "string", "s");
+    expectOutput({"remove", "b.cfg", "gone"}, "");
     set("b.cfg", "value", "int32", "2");
-    set("b.cfg", "type", "uint32", "1");
+    expectOutput({"set", "--retype", "b.cfg", "type", "uint32", "1"}, "");
     set("b.cfg", "new", "binary", "AA==");
     expectOutput({"diff", "a.cfg", "c.cfg"}, "");
     expectOutput({"diff", "a.cfg", "b.cfg"},
@@ -196,25 +189,123 @@ TEST_F(CommandsTest, MistakesAndUnreadableFilesAreReportedOnOneLine) {
     }
     EXPECT_FALSE(contains(orvconf({"print", "junk.cfg"}).err, "XML"));
     EXPECT_FALSE(contains(orvconf({"print", "bad.xml"}).err, "binary"));
-    EXPECT_EQ(entries().size(), 5u);
+    EXPECT_EQ(listing(), "bad.xml\nbool.xml\nhand.cfg\njunk.cfg\nshort.cfg\n");
 }
 
 // The reader asks for an announced buffer before it checks the input's length; the tool reports
 // the failed allocation like any unreadable file. An AddressSanitizer build is told to fail it as
 // the plain allocator does, and its warning about that is not the tool's output.
 TEST_F(CommandsTest, AStreamAnnouncingAHugeBinaryIsAnErrorNotACrash) {
-    ::setenv("ASAN_OPTIONS", "allocator_may_return_null=1", 1);
     writeFile("huge.cfg", "\x01\0\0\0\0\0\0\0b\x0c\0\0\0\0\0\0\0\0\0\0\x40"s);
-    ProgramResult result = orvconf({"print", "huge.cfg"});
-    ::unsetenv("ASAN_OPTIONS");
-    std::istringstream lines(result.err);
-    result.err.clear();
-    for (std::string line; std::getline(lines, line);) {
-        if (!contains(line, "WARNING: AddressSanitizer failed to allocate")) {
-            result.err += line + "\n";
+    expectFailure(shell("ASAN_OPTIONS=allocator_may_return_null=1 \"$ORVCONF\" print huge.cfg "
+                        "2>err; status=$?; grep -v 'AddressSanitizer failed to allocate' err >&2; "
+                        "exit $status"),
+                  {"huge.cfg", "binary", "out of memory"});
+}
+
+TEST_F(CommandsTest, WhatIsMalformedOrOutOfRangeIsRefusedAndNothingWritten) {
+    set("v.cfg", "keep", "int32", "1");
+    const std::string before = readFile("v.cfg");
+    // {type, value, a word of the reason}
+    // clang-format off
+    std::vector<std::array<std::string, 3>> cases = {
+        {"uchar", "256", "out of range"}, {"uint16", "65536", "out of range"},
+        {"uint32", "4294967296", "out of range"}, {"uint64", "18446744073709551616", "out of range"},
+        {"char", "128", "out of range"}, {"char", "-129", "out of range"},
+        {"int16", "32768", "out of range"}, {"int16", "-32769", "out of range"},
+        {"int32", "2147483648", "out of range"}, {"int32", "-2147483649", "out of range"},
+        {"int64", "9223372036854775808", "out of range"},
+        {"int64", "-9223372036854775809", "out of range"},
+        {"float", "1e39", "out of range"}, {"float", "-3.5e38", "out of range"},
+        {"float", "1e-50", "out of range"}, {"double", "1e309", "out of range"},
+        {"double", "1e-400", "out of range"}, {"uint32", "-1", "malformed"},
+        {"uint64", "-0", "malformed"}, {"int32", "1.5", "malformed"}, {"double", "1e", "malformed"},
+        {"float", "", "empty"}, {"integer", "1", "unicodeString"}, {"Bool", "true", "bool"}};
+    // clang-format on
+    for (const std::string type : {"uchar", "uint32", "uint64", "int32", "int64", "float"}) {
+        for (const std::string value : {"", " 1", "1 ", "+1", "1x", "0x10", "1,000", "one"}) {
+            cases.push_back({type, value, ""});
         }
     }
-    expectFailure(result, {"huge.cfg", "binary", "out of memory"});
+    for (const std::string value : {"1", "0", "yes", "True", "FALSE", "", "true "}) {
+        cases.push_back({"bool", value, "true or false"});
+    }
+    for (const std::string value : {"A", "AAA", "AA=A", "====", "AA==AA==", "AAE",
+                                    "AB==", "AAF=", "AA A", "A*==", "AAECAw"}) {
+        cases.push_back({"binary", value, "Base64"});
+    }
+    for (const std::string value :
+         {"\xff", "\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"}) {
+        cases.push_back({"unicodeString", value, "UTF-8"});
+    }
+    for (const auto& [type, value, reason] : cases) {
+        SCOPED_TRACE(type + " '" + value + "'");
+        expectFailure(orvconf({"set", "v.cfg", "the/path", type, value}),
+                      {"v.cfg", "the/path", type, reason});
+    }
+    EXPECT_EQ(readFile("v.cfg"), before);
+}
+
+// Values come from files or standard input, and an error quotes only a short prefix.
+TEST_F(CommandsTest, ValuesComeFromFilesOrStandardInput) {
+    const std::string big(200000, 'x');
+    writeFile("big.txt", big);
+    expectSuccess(orvconf({"set", "--value-file", "big.txt", "v.cfg", "b", "string"}));
+    expectOutput({"get", "v.cfg", "b"}, big + "\n");
+    expectSuccess(shell("echo 42 | \"$ORVCONF\" set --value-file - v.cfg n int32"));
+    expectOutput({"get", "v.cfg", "n"}, "42\n");
+
+    writeFile("bad.txt", std::string(200000, '9'));
+    const ProgramResult refused =
+        orvconf({"set", "--value-file", "bad.txt", "v.cfg", "n", "int32"});
+    expectFailure(refused, {"out of range", "200000 bytes"});
+    EXPECT_LT(refused.err.size(), 300u);
+    expectFailure(orvconf({"set", "--value-file", "none", "v.cfg", "n", "int32"}), {"none"});
+}
+
+// The JSON form is written exactly by print --json, export and get --json, and diff --json;
+// import reads it and refuses a malformed document, naming the source and writing nothing.
+TEST_F(CommandsTest, TheJsonFormIsExactAndMalformedDocumentsAreRefused) {
+    const std::string expected =
+        "[\n"
+        "  {\"path\": \"a/big\", \"type\": \"uint64\", \"value\": \"18446744073709551615\"},\n"
+        "  {\"path\": \"a/bin\", \"type\": \"binary\", \"value\": \"AAEC\"},\n"
+        "  {\"path\": \"a/bool\", \"type\": \"bool\", \"value\": true},\n"
+        "  {\"path\": \"a/float\", \"type\": \"float\", \"value\": 0.1},\n"
+        "  {\"path\": \"a/nan\", \"type\": \"double\", \"value\": \"nan\"},\n"
+        "  {\"path\": \"a/neg\", \"type\": \"char\", \"value\": -5},\n"
+        "  {\"path\": \"a/text\", \"type\": \"string\", \"value\": \"quote \\\" back \\\\ "
+        "nl \\u000A ctl \\u0001\"},\n"
+        "  {\"path\": \"a/wide\", \"type\": \"unicodeString\", \"value\": "
+        "\"\xf0\x9f\x98\x80\"},\n"
+        "  {\"path\": {\"base64\": \"YS//\"}, \"type\": \"string\", \"value\": "
+        "{\"base64\": \"YmFkIP8=\"}}\n"
+        "]\n";
+    writeFile("j.json", expected);
+    expectOutput({"import", "j.cfg", "j.json"}, "");
+    expectOutput({"print", "--json", "j.cfg"}, expected);
+    expectOutput({"export", "j.cfg"}, expected);
+    expectOutput({"get", "--json", "j.cfg", "a/neg"},
+                 "{\"path\": \"a/neg\", \"type\": \"char\", \"value\": -5}\n");
+    writeFile("empty.cfg", "");
+    expectOutput({"print", "--json", "empty.cfg"}, "[]\n");
+    set("k.cfg", "a/neg", "int32", "-5");
+    const ProgramResult diff = orvconf({"diff", "--json", "j.cfg", "k.cfg"});
+    EXPECT_EQ(diff.status, 1);
+    EXPECT_TRUE(contains(diff.out,
+                         "{\"change\": \"changed\", \"path\": \"a/neg\", \"before\": "
+                         "{\"type\": \"char\", \"value\": -5}, \"after\": {\"type\": "
+                         "\"int32\", \"value\": -5}}"));
+    EXPECT_TRUE(contains(diff.out, "{\"change\": \"removed\", \"path\": \"a/bool\", \"before\": "));
+    for (const std::string& json : std::vector<std::string>{
+             "{}", "[1]", "[{\"path\": \"x\", \"type\": \"int8\", \"value\": 1}]",
+             "[{\"path\": \"x\", \"type\": \"uchar\", \"value\": 256}]",
+             "[{\"path\": \"x\", \"type\": \"string\", \"value\": \"\\ud800\"}]", "[", "[] x",
+             std::string(100000, '[')}) {
+        writeFile("bad.json", json);
+        expectFailure(orvconf({"import", "bad.cfg", "bad.json"}), {"bad.json"});
+    }
+    EXPECT_EQ(listing(), "bad.json\nempty.cfg\nj.cfg\nj.json\nk.cfg\n");
 }
 
 }  // namespace

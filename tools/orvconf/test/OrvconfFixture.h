@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -82,14 +81,9 @@ class OrvconfTest : public ::testing::Test {
         return runProgram(arguments);
     }
 
-    // The names in a directory, sorted.
-    static std::vector<std::string> entries(const std::string& directory = ".") {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
+    // The names in a directory, a line each, in byte order.
+    static std::string listing(const std::string& directory = ".") {
+        return shell("LC_ALL=C ls -A " + directory).out;
     }
 
     // Expects the status, no output, and one error line "orvconf: ..." holding every word.

@@ -37,7 +37,7 @@ TEST_F(SafeWriteTest, AWriteThatCannotReplaceTheFileKeepsTheOldOne) {
     expectFailure(orvconfUnprivileged({"convert", "locked/c.cfg", "locked/copy.cfg"}),
                   {"locked/copy.cfg"});
     EXPECT_EQ(readFile("locked/c.cfg"), before);
-    EXPECT_EQ(entries("locked"), std::vector<std::string>{"c.cfg"});
+    EXPECT_EQ(listing("locked"), "c.cfg\n");
 
     // A failed command writes nothing, and a file that cannot be read is not replaced.
     set("f.cfg", "x", "int32", "1");
@@ -49,7 +49,7 @@ TEST_F(SafeWriteTest, AWriteThatCannotReplaceTheFileKeepsTheOldOne) {
     writeFile("bad.cfg", "\x09\0\0\0\0\0\0\0abc"s);
     expectFailure(orvconf({"set", "bad.cfg", "x", "int32", "1"}), {"bad.cfg"});
     EXPECT_EQ(readFile("bad.cfg"), "\x09\0\0\0\0\0\0\0abc"s);
-    EXPECT_EQ(entries(), (std::vector<std::string>{"bad.cfg", "f.cfg", "locked"}));
+    EXPECT_EQ(listing(), "bad.cfg\nf.cfg\nlocked\n");
 }
 
 // A replacement keeps the mode (one that forbids writing is overridden only with --force) and
@@ -79,7 +79,7 @@ TEST_F(SafeWriteTest, AReplacementKeepsModeAndLinks) {
     const mode_t mask = ::umask(0);
     ::umask(mask);
     EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
-    EXPECT_EQ(entries(), (std::vector<std::string>{"link.cfg", "n.cfg", "p.cfg", "ro.xml"}));
+    EXPECT_EQ(listing(), "link.cfg\nn.cfg\np.cfg\nro.xml\n");
 }
 
 // "-" is a standard stream; a device or a FIFO is written in place, never replaced.
