@@ -36,10 +36,6 @@ bool loadsAs(const std::string& file, const AutoRefCounted<IConfigurationSet>& e
     return setsEqual(loaded, expected);
 }
 
-std::filesystem::perms modeOf(const std::string& file) {
-    return std::filesystem::status(file).permissions();
-}
-
 // A write that fails part way (a file size limit, as on a full disk) throws, and the old file is
 // still whole with nothing beside it; a device is written in place, and a full one fails.
 TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
@@ -98,7 +94,7 @@ TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
     std::filesystem::create_symlink(file, link);
     after->save(link);
     EXPECT_TRUE(std::filesystem::is_symlink(link));
-    EXPECT_EQ(std::filesystem::perms(0640), modeOf(file));
+    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(file).permissions());
     EXPECT_TRUE(loadsAs(file, after));
     std::filesystem::create_hard_link(file, directory.file("hard.bin"));
     before->save(directory.file("hard.bin"));
@@ -107,7 +103,8 @@ TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
     const mode_t mask = ::umask(027);
     after->save(directory.file("new.bin"));
     ::umask(mask);
-    EXPECT_EQ(std::filesystem::perms(0640), modeOf(directory.file("new.bin")));
+    EXPECT_EQ(std::filesystem::perms(0640),
+              std::filesystem::status(directory.file("new.bin")).permissions());
 }
 
 // What is not a regular file is refused at once, naming it, and the set is left unchanged: a

@@ -135,27 +135,26 @@ TEST_F(CommandsTest, DiffListsChangesOneALineAndExitsAsDiffDoes) {
     // clang-format off
     const std::vector<std::array<std::string, 3>> settings = {
         {"gone", "bool", "true"}, {"same", "string", "s"}, {"nan", "double", "nan"},
-        {"value", "int32", "1"}, {"type", "int32", "1"}};
+        {"value", "int32", "1"}, {"type", "int32", "1"}, {"zero", "float", "0"}};
     // clang-format on
     for (size_t row = 0; row < settings.size(); ++row) {  // c holds what a does, in another order
         set("a.cfg", settings[row][0], settings[row][1], settings[row][2]);
-        set("c.cfg", settings[4 - row][0], settings[4 - row][1], settings[4 - row][2]);
+        set("c.cfg", settings[5 - row][0], settings[5 - row][1], settings[5 - row][2]);
         set("b.cfg", settings[row][0], settings[row][1], settings[row][2]);
     }
     expectOutput({"remove", "b.cfg", "gone"}, "");
     set("b.cfg", "value", "int32", "2");
     expectOutput({"set", "--retype", "b.cfg", "type", "uint32", "1"}, "");
     set("b.cfg", "new", "binary", "AA==");
+    set("b.cfg", "zero", "float", "-0");  // differs from zero
     expectOutput({"diff", "a.cfg", "c.cfg"}, "");
     expectOutput({"diff", "a.cfg", "b.cfg"},
                  "removed: gone (bool) = true\n"
                  "added: new (binary) = AA==\n"
                  "changed: type (int32) = 1 -> (uint32) = 1\n"
-                 "changed: value (int32) = 1 -> (int32) = 2\n",
+                 "changed: value (int32) = 1 -> (int32) = 2\n"
+                 "changed: zero (float) = 0 -> (float) = -0\n",
                  1);
-    set("z1.cfg", "z", "float", "0");
-    set("z2.cfg", "z", "float", "-0");
-    expectOutput({"diff", "z1.cfg", "z2.cfg"}, "changed: z (float) = 0 -> (float) = -0\n", 1);
 }
 
 // Mistakes and unreadable files end with one located line; an unreadable file gets the reason

@@ -15,14 +15,12 @@ bool isXml(const std::string& name) {
 }
 
 TEST_F(FormatsTest, ConversionBothWaysKeepsEverySettingAndToOverridesTheExtension) {
+    // The XML form of every type is the library's; here the form is chosen and kept.
     // clang-format off
     const std::vector<std::array<std::string, 3>> values = {
-        {"/top", "bool", "true"}, {"n/uchar", "uchar", "200"}, {"n/uint16", "uint16", "65535"},
-        {"n/uint32", "uint32", "4294967295"}, {"n/uint64", "uint64", "18446744073709551615"},
-        {"n/char", "char", "-128"}, {"n/int16", "int16", "-32768"},
-        {"n/int32", "int32", "-2147483648"}, {"n/int64", "int64", "-9223372036854775808"},
-        {"f/float", "float", "0.1"}, {"f/double", "double", "-1.0000000000000002"},
-        {"f/tiny", "double", "5e-324"}, {"s/deep/er/text", "string", "plain <&> text"},
+        {"/top", "bool", "true"}, {"n/uint64", "uint64", "18446744073709551615"},
+        {"n/int64", "int64", "-9223372036854775808"}, {"f/tiny", "double", "5e-324"},
+        {"f/float", "float", "0.1"}, {"s/deep/er/text", "string", "plain <&> text"},
         {"s/wide", "unicodeString", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"},
         {"b/bin", "binary", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygp"}};
     // clang-format on
@@ -34,7 +32,6 @@ TEST_F(FormatsTest, ConversionBothWaysKeepsEverySettingAndToOverridesTheExtensio
     expectOutput({"diff", "all.cfg", "all.xml"}, "");
     expectSuccess(orvconf({"convert", "all.xml", "back.cfg"}));
     EXPECT_EQ(readFile("back.cfg"), readFile("all.cfg"));
-    EXPECT_EQ(orvconf({"print", "all.xml"}).out, orvconf({"print", "all.cfg"}).out);
 
     expectSuccess(orvconf({"convert", "all.cfg", "x.data", "--to", "xml"}));
     EXPECT_TRUE(isXml("x.data"));
@@ -48,8 +45,6 @@ TEST_F(FormatsTest, AnXmlFileIsDetectedUnderAnyNameAndFormatForcesTheForm) {
     set("c.xml", "a/b/c", "string", "deep");
     expectSuccess(orvconf({"remove", "c.xml", "/x"}));
     expectOutput({"print", "c.xml"}, "a/b/c (string) = \"deep\"\n");
-    expectOutput({"get", "c.xml", "a/b/c"}, "deep\n");
-    expectOutput({"list", "c.xml", "a/"}, "a/b/c\n");
     ASSERT_EQ(std::rename("c.xml", "noext"), 0);
     set("noext", "a/c", "int32", "6");
     EXPECT_TRUE(isXml("noext"));
@@ -58,7 +53,6 @@ TEST_F(FormatsTest, AnXmlFileIsDetectedUnderAnyNameAndFormatForcesTheForm) {
     set("c.cfg", "a/b", "int32", "5");
     expectFailure(orvconf({"print", "--format", "xml", "c.cfg"}), {"c.cfg", "XML"});
     expectFailure(orvconf({"print", "--format=binary", "noext"}), {"noext", "binary"});
-    expectSuccess(orvconf({"print", "--format", "xml", "noext"}));
     expectSuccess(orvconf({"set", "--format", "xml", "new.cfg", "a/b", "int32", "5"}));
     EXPECT_TRUE(isXml("new.cfg"));
 
@@ -68,11 +62,10 @@ TEST_F(FormatsTest, AnXmlFileIsDetectedUnderAnyNameAndFormatForcesTheForm) {
               "<?xml version=\"1.0\"?><configuration><setting name=\"x\" "
               "type=\"int33\">1</setting></configuration>");
     expectFailure(orvconf({"print", "typo.xml"}), {"typo.xml"});
-}
 
-// A path without "/" would read back as "/x", an empty value not at all, "1a" is no element name.
-TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
-    set("c.xml", "a/b", "int32", "5");
+    // A path without "/" would read back as "/x", an empty value not at all, "1a" is no element
+    // name: what XML cannot hold is refused and nothing written.
+    ASSERT_EQ(std::rename("noext", "c.xml"), 0);
     const std::string before = readFile("c.xml");
     expectFailure(orvconf({"set", "c.xml", "x", "int32", "1"}), {"c.xml", "'x'"});
     expectFailure(orvconf({"set", "c.xml", "a/s", "string", ""}), {"c.xml", "a/s"});
@@ -81,7 +74,7 @@ TEST_F(FormatsTest, WhatXmlCannotHoldIsRefusedAndNothingWritten) {
     EXPECT_EQ(readFile("c.xml"), before);
     set("plain.cfg", "x", "int32", "1");
     expectFailure(orvconf({"convert", "plain.cfg", "out.xml"}), {"out.xml", "'x'"});
-    EXPECT_EQ(listing(), "c.xml\nplain.cfg\n");
+    EXPECT_EQ(listing(), "broken.xml\nc.cfg\nc.xml\nnew.cfg\nplain.cfg\ntypo.xml\n");
 }
 
 // As a person writes it: comments, a processing instruction, four-space indentation, settings
