@@ -52,9 +52,6 @@ TEST_F(CommandsTest, EveryTypeIsStoredShownAndCarriedExactly) {
     set("new.cfg", "bc", "string", "hi");
     set("new.cfg", "a", "uint16", "4660");
     EXPECT_EQ(readFile("new.cfg"), kHandWrittenStream);
-    set("hand.cfg", "c", "bool", "false");  // added to what was there
-    expectOutput({"print", "hand.cfg"},
-                 "a (uint16) = 4660\nbc (string) = \"hi\"\nc (bool) = false\n");
 
     // {type, value, as print shows it}, stored under the paths "t/10", "t/11"... in row order.
     // clang-format off
