@@ -59,7 +59,6 @@ namespace {
 using Set = AutoRefCounted<IConfigurationSet>;
 using testsupport::makeSetting;
 using testsupport::serializedForm;
-using testsupport::setsEqual;
 
 Set newSet(const std::string& type) {
     return getConfigurationSetFactory()->createConfigurationSet(type);
@@ -129,7 +128,6 @@ TEST_P(AllocationFailure, SaveAndLoadFailCleanlyOrGiveTheWholeResult) {
     sweep([&] { set->load(file); },
           [&](bool completed) {
               ASSERT_EQ(completed ? form : empty, serializedForm(*set));
-              ASSERT_TRUE(!completed || setsEqual(set, expected));
               set = newSet(GetParam());
           });
 }
