@@ -2,6 +2,7 @@
 // refuses what is not a regular file without blocking.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -37,7 +38,8 @@ bool loadsAs(const std::string& file, const AutoRefCounted<IConfigurationSet>& e
 }
 
 // A write that fails part way (a file size limit, as on a full disk) throws, and the old file is
-// still whole with nothing beside it; a device is written in place, and a full one fails.
+// still whole with nothing beside it; a FIFO or a device is written in place, and a full one
+// fails.
 TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     const testsupport::ScratchDirectory directory;
     const std::string file = directory.file("set.bin");
@@ -54,9 +56,16 @@ TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     EXPECT_TRUE(loadsAs(file, small));
     EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(directory.file("")),
                                std::filesystem::directory_iterator()));
+    // A FIFO first: a save that replaced it would replace /dev/full too, which root may do.
+    const std::string fifo = directory.file("fifo");
+    ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    small->save(fifo);
+    ASSERT_TRUE(std::filesystem::is_fifo(fifo));
+    char bytes[16];
+    EXPECT_EQ(static_cast<ssize_t>(sizeof bytes), ::read(reader, bytes, sizeof bytes));
+    ::close(reader);
     EXPECT_THROW(small->save("/dev/full"), std::ios_base::failure);
-    small->save("/dev/null");
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
 // Killed at any moment, a save leaves the old form or the new one, whole.
