@@ -127,69 +127,53 @@ TEST(Setting, ResizingKeepsTheLeadingBytesAndZeroLeavesNoStorage) {
     EXPECT_EQ(0u, length);
 }
 
-// Every successful set and writable buffer access raises the flag of the setting, even with an
-// equal value; initialize, reads and failed operations raise nothing. A size no allocator can
-// give leaves the buffer and reports its length.
+// Every successful set (an equal value too) and writable buffer access raises the setting's flag;
+// initialize, reads and failed operations raise nothing. A size no allocator can give leaves the
+// buffer, reports its length and still counts as a change.
 TEST(Setting, RaisesItsModifiedFlagOnEverySuccessfulChangeOnly) {
     const AutoRefCounted<SharedFlag> flag(new SharedFlag(false));
     const AutoRefCounted<Setting> setting(new Setting());
     setting->setModifiedFlag(flag);
     unsigned char* buffer = nullptr;
     const unsigned char* locked = nullptr;
-    size_t length = 0;
+    size_t length = 1;
     double number = 0;
-    const auto retype = [&](ISetting::Type type) {
-        return [&, type] { setting->initialize(type); };
+    setting->initialize(ISetting::doubleType);
+    setting->getValue(&number);
+    EXPECT_ANY_THROW(setting->setValue(true));
+    EXPECT_ANY_THROW(setting->setValue(std::string("x")));
+    EXPECT_ANY_THROW(setting->setValue(std::wstring(L"x")));
+    EXPECT_ANY_THROW(setting->getBinaryBuffer(&buffer, &length));
+    EXPECT_ANY_THROW(setting->resizeBinaryBuffer(&length));
+    setting->initialize(ISetting::binaryType);
+    EXPECT_ANY_THROW(setting->getBinaryBuffer(nullptr, &length));
+    setting->getLockedBinaryBuffer(&locked, &length);
+    setting->getBinaryLength(&length);
+    setting->equals(static_pointer_cast<const ISetting>(setting));
+    EXPECT_FALSE(flag->checkFlagged());
+    const std::vector<Call> changes{
+        [&] { setting->getBinaryBuffer(&buffer, &length); },
+        [&] { setting->resizeBinaryBuffer(&(length = 0)); },
+        [&] { setting->resizeBinaryBuffer(&(length = 3)); },
+        [&] {
+            setting->getBinaryBuffer(&buffer, &length);
+            std::memcpy(buffer, "abc", 3);
+            EXPECT_THROW(setting->resizeBinaryBuffer(&(length = SIZE_MAX - 15)), std::bad_alloc);
+            EXPECT_EQ(3u, length);
+        },
+        [&] { setting->initialize(ISetting::int64Type), setting->setValue(int64_t{0}); },
+        [&] { setting->setValue(int64_t{0}); },
+        [&] { setting->initialize(ISetting::stringType), setting->setValue(std::string()); },
+        [&] { setting->initialize(ISetting::unicodeString), setting->setValue(std::wstring()); },
     };
-    const auto resize = [&](size_t wanted) {
-        return [&, wanted] {
-            length = wanted;
-            setting->resizeBinaryBuffer(&length);
-        };
-    };
-    const std::vector<std::pair<Call, bool>> steps{
-        {retype(ISetting::int64Type), false},
-        {[&] { setting->setValue(int64_t{4}); }, true},
-        {[&] { setting->setValue(int64_t{4}); }, true},
-        {[&] { EXPECT_ANY_THROW(setting->setValue(1.0)); }, false},
-        {[&] { EXPECT_ANY_THROW(setting->setValue(std::string("x"))); }, false},
-        {[&] { EXPECT_ANY_THROW(setting->setValue(std::wstring(L"x"))); }, false},
-        {[&] { EXPECT_ANY_THROW(setting->getBinaryBuffer(&buffer, &length)); }, false},
-        {[&] { EXPECT_ANY_THROW(setting->resizeBinaryBuffer(&length)); }, false},
-        {retype(ISetting::doubleType), false},
-        {[&] { setting->getValue(&number); }, false},
-        {retype(ISetting::stringType), false},
-        {[&] { setting->setValue(std::string()); }, true},
-        {retype(ISetting::unicodeString), false},
-        {[&] { setting->setValue(std::wstring()); }, true},
-        {retype(ISetting::binaryType), false},
-        {[&] { setting->getBinaryBuffer(&buffer, &length); }, true},
-        {[&] { EXPECT_ANY_THROW(setting->getBinaryBuffer(nullptr, &length)); }, false},
-        {resize(3), true},
-        {resize(0), true},
-        {[&] { setting->getLockedBinaryBuffer(&locked, &length); }, false},
-        {[&] { setting->getBinaryLength(&length); }, false},
-        {[&] { setting->equals(static_pointer_cast<const ISetting>(setting)); }, false},
-        {resize(3), true},
-        {[&] {
-             setting->getBinaryBuffer(&buffer, &length);
-             std::memcpy(buffer, "abc", 3);
-         },
-         true},
-        {[&] { EXPECT_THROW(resize(std::numeric_limits<size_t>::max() - 15)(), std::bad_alloc); },
-         true},
-        {[&] {
-             EXPECT_EQ(3u, length);
-             setting->getLockedBinaryBuffer(&locked, &length);
-             ASSERT_EQ(3u, length);
-             EXPECT_EQ(0, std::memcmp(locked, "abc", 3));
-         },
-         false},
-    };
-    for (size_t step = 0; step < steps.size(); ++step) {
-        steps[step].first();
-        EXPECT_EQ(steps[step].second, flag->checkFlagged()) << "step " << step;
+    for (size_t change = 0; change < changes.size(); ++change) {
+        changes[change]();
+        EXPECT_TRUE(flag->checkFlagged()) << "change " << change;
     }
+    setting->initialize(ISetting::binaryType);
+    setting->getLockedBinaryBuffer(&locked, &length);
+    ASSERT_EQ(3u, length);
+    EXPECT_EQ(0, std::memcmp(locked, "abc", 3));
 }
 
 TEST(Setting, AnUnknownTypeRefusesEveryAccessorAndEqualsNothing) {
@@ -236,6 +220,7 @@ TEST(Setting, EqualityComparesTheTypeAndTheStoreOfTheTypeOnly) {
         AutoRefCounted<ISetting> right;
         bool equal;
     };
+    // The model test compares random values; these are the cases it seldom draws.
     const std::vector<Case> cases{
         {"float NaN with itself", floatNaN, floatNaN, false},
         {"double NaN with itself", doubleNaN, doubleNaN, false},
@@ -243,23 +228,15 @@ TEST(Setting, EqualityComparesTheTypeAndTheStoreOfTheTypeOnly) {
         {"double -0/+0", f64(-0.0), f64(0.0), true},
         {"neighbouring doubles", f64(1.0), f64(std::nextafter(1.0, 2.0)), false},
         {"int16 and uint16", i16(1), makeSetting(ISetting::uint16Type, uint16_t{1}), false},
-        {"empty string and empty buffer", str(""), bin({}), false},
         {"stores of other types", boolFromA, boolFromB, true},
         {"strings with NUL", str(nul), str(nul), true},
         {"string and its prefix", str(nul), str("ab"), false},
-        {"wide strings", makeSetting(ISetting::unicodeString, std::wstring(L"ab")),
-         makeSetting(ISetting::unicodeString, std::wstring(L"aB")), false},
-        {"empty buffers", bin({}), bin({}), true},
-        {"buffers differing in a byte", bin({1, 2, 3}), bin({1, 2, 4}), false},
         {"buffers of two lengths", bin({1, 2}), bin({1, 2, 3}), false},
         {"empty and zero byte", bin({}), bin({0}), false},
         // The other setting is read through its interface only.
-        {"foreign int16", i16(-2), foreign(i16(-2)), true},
         {"foreign uint16", i16(-2), foreign(makeSetting(ISetting::uint16Type, uint16_t{0xFFFE})),
          false},
-        {"foreign string", str("s"), foreign(str("s")), true},
         {"foreign buffer", bin({4, 5}), foreign(bin({4, 5})), true},
-        {"foreign other buffer", bin({4, 5}), foreign(bin({4, 6})), false},
         {"foreign -0", f64(0.0), foreign(f64(-0.0)), true},
     };
     for (const Case& test : cases) {
