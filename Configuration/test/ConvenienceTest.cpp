@@ -36,24 +36,12 @@ void expectStoredAs(IConfigurationSet& set, const Given& given, ISetting::Type t
 TEST(Convenience, EveryMappedTypeIsStoredAsItsSettingTypeAndReadBackExactly) {
     AutoRefCounted<IConfigurationSet> set = newSet("BinaryConfigurationSet");
     const char* text = "text";
-    expectStoredAs(*set, true, ISetting::boolType, true);
-    expectStoredAs(*set, uint8_t{200}, ISetting::ucharType, uint8_t{200});
-    expectStoredAs(*set, uint16_t{8080}, ISetting::uint16Type, uint16_t{8080});
-    expectStoredAs(*set, uint32_t{4000000000u}, ISetting::uint32Type, uint32_t{4000000000u});
-    expectStoredAs(*set, UINT64_MAX, ISetting::uint64Type, UINT64_MAX);
-    expectStoredAs(*set, int8_t{-100}, ISetting::charType, int8_t{-100});
-    expectStoredAs(*set, int16_t{-30000}, ISetting::int16Type, int16_t{-30000});
+    // The model test puts and gets every stored type; here the types that convert on the way in.
     expectStoredAs(*set, -7, ISetting::int32Type, int32_t{-7});
-    expectStoredAs(*set, INT64_MIN, ISetting::int64Type, INT64_MIN);
-    expectStoredAs(*set, 1.5f, ISetting::floatType, 1.5f);
-    expectStoredAs(*set, -0.25, ISetting::doubleType, -0.25);
-    expectStoredAs(*set, std::string("text"), ISetting::stringType, std::string("text"));
+    expectStoredAs(*set, int8_t{-100}, ISetting::charType, int8_t{-100});
     expectStoredAs(*set, std::string_view("view"), ISetting::stringType, std::string("view"));
     expectStoredAs(*set, text, ISetting::stringType, std::string("text"));
-    expectStoredAs(*set, std::wstring(L"\u00e9t\u00e9"), ISetting::unicodeString,
-                   std::wstring(L"\u00e9t\u00e9"));
     expectStoredAs(*set, L"wide", ISetting::unicodeString, std::wstring(L"wide"));
-    expectStoredAs(*set, BinaryValue{0, 1, 255}, ISetting::binaryType, BinaryValue{0, 1, 255});
     expectStoredAs(*set, BinaryValue{}, ISetting::binaryType, BinaryValue{});
 
     // The clone of the whole set equals it, whatever the set type, and shares no setting with it.

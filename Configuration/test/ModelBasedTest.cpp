@@ -329,6 +329,12 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         ASSERT_EQ(model.size(), set.getSettingCount());
         for (const auto& [path, value] : model) {
             EXPECT_TRUE(same(value, read(*set.retrieveLockedSetting(path)))) << path;
+            std::visit(  // the convenience layer reads it as the C++ type of its setting type
+                [&](const auto& typed) {
+                    using T = std::decay_t<decltype(typed)>;
+                    EXPECT_TRUE(same(value, Value(std::in_place_type<T>, get<T>(set, path))));
+                },
+                value);
         }
     }
 
@@ -341,7 +347,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
     void compareSets(uint32_t) {
         const bool equal = d_models[0] == d_models[1];
         EXPECT_EQ(equal, d_sets[0]->equals(const_pointer_cast<const IConfigurationSet>(d_sets[1])));
-        EXPECT_EQ(equal, d_sets[1]->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
+        EXPECT_EQ(equal, equals(*d_sets[1], *d_sets[0]));
     }
 
     // The binary set's own form reads back into a fresh set holding the same values.
@@ -351,6 +357,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         AutoRefCounted<IConfigurationSet> copy = newSet("BinaryConfigurationSet");
         copy->unserialize(form.data(), form.size());
         expectHolds(d_models[0], *copy);
+        expectHolds(d_models[0], *clone(*d_sets[0], "ConfigurationSet"));
         const Settings& model = d_models[0];  // unequal to itself when it holds a NaN
         EXPECT_EQ(model == d_models[0],
                   copy->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
