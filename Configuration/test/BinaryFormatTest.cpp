@@ -14,6 +14,7 @@
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
+#include "FuzzSupport.h"
 #include "TestSupport.h"
 
 using namespace com::orvandel;
@@ -24,6 +25,7 @@ using testsupport::newBinarySet;
 using testsupport::pathsOf;
 using testsupport::serializedForm;
 using testsupport::thrownValue;
+using std::string_literals::operator""s;
 using SetException = IConfigurationSet::ConfigurationSetException;
 
 namespace {
@@ -50,10 +52,6 @@ struct StreamBuilder {
     }
 };
 
-Bytes hex(std::initializer_list<int> values) {
-    return Bytes(values.begin(), values.end());
-}
-
 template <class T>
 T valueAt(IConfigurationSet& set, const std::string& path) {
     T value{};
@@ -70,60 +68,58 @@ std::string stringAt(IConfigurationSet& set, const std::string& path) {
 struct Row {
     std::string path;
     AutoRefCounted<ISetting> setting;
-    Bytes value;
+    std::string value;
+
+    Bytes record() const {
+        return StreamBuilder().record(path, setting->getType()).text(value).bytes;
+    }
 };
 
 std::vector<Row> layoutTable() {
-    const Bytes none(8, 0);
-    return {{"", makeSetting(ISetting::stringType, std::string()), none},
-            {"01", makeSetting(ISetting::boolType, true), hex({1})},
-            {"02", makeSetting(ISetting::ucharType, static_cast<unsigned char>(200)), hex({0xC8})},
-            {"03", makeSetting(ISetting::uint16Type, uint16_t{0x1234}), hex({0x34, 0x12})},
-            {"04", makeSetting(ISetting::uint32Type, uint32_t{0x12345678}),
-             hex({0x78, 0x56, 0x34, 0x12})},
-            {"05", makeSetting(ISetting::uint64Type, uint64_t{0x0102030405060708}),
-             hex({8, 7, 6, 5, 4, 3, 2, 1})},
-            {"06", makeSetting(ISetting::charType, static_cast<signed char>(-2)), hex({0xFE})},
-            {"07", makeSetting(ISetting::int16Type, int16_t{-2}), hex({0xFE, 0xFF})},
-            {"08", makeSetting(ISetting::int32Type, int32_t{-2}), hex({0xFE, 0xFF, 0xFF, 0xFF})},
-            {"09", makeSetting(ISetting::int64Type, int64_t{-2}),
-             Bytes{0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
-            {"10", makeSetting(ISetting::floatType, 1.0f), hex({0, 0, 0x80, 0x3F})},
-            {"11", makeSetting(ISetting::doubleType, 1.0), hex({0, 0, 0, 0, 0, 0, 0xF0, 0x3F})},
-            {"12", makeSetting(ISetting::stringType, std::string("hi")),
-             hex({2, 0, 0, 0, 0, 0, 0, 0, 'h', 'i'})},
-            {"13", makeBinarySetting({0, 1, 0xFF}), hex({3, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0xFF})},
-            {"14", makeBinarySetting({}), none},
-            {"15", makeSetting(ISetting::unicodeString, std::wstring(L"A")),
-             hex({4, 0, 0, 0, 0, 0, 0, 0, 0x41, 0, 0, 0})},
-            {"16", makeSetting(ISetting::unicodeString, std::wstring()), none},
-            {"zz", makeSetting(ISetting::stringType, std::string("new")),
-             hex({3, 0, 0, 0, 0, 0, 0, 0, 'n', 'e', 'w'})}};
+    const std::string none(8, 0);
+    return {
+        {"", makeSetting(ISetting::stringType, std::string()), none},
+        {"01", makeSetting(ISetting::boolType, true), "\x01"},
+        {"02", makeSetting(ISetting::ucharType, static_cast<unsigned char>(200)), "\xC8"},
+        {"03", makeSetting(ISetting::uint16Type, uint16_t{0x1234}), "\x34\x12"},
+        {"04", makeSetting(ISetting::uint32Type, uint32_t{0x12345678}), "\x78\x56\x34\x12"},
+        {"05", makeSetting(ISetting::uint64Type, uint64_t{0x0102030405060708}),
+         "\x08\x07\x06\x05\x04\x03\x02\x01"},
+        {"06", makeSetting(ISetting::charType, static_cast<signed char>(-2)), "\xFE"},
+        {"07", makeSetting(ISetting::int16Type, int16_t{-2}), "\xFE\xFF"},
+        {"08", makeSetting(ISetting::int32Type, int32_t{-2}), "\xFE\xFF\xFF\xFF"},
+        {"09", makeSetting(ISetting::int64Type, int64_t{-2}), "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF"},
+        {"10", makeSetting(ISetting::floatType, 1.0f), "\0\0\x80\x3F"s},
+        {"11", makeSetting(ISetting::doubleType, 1.0), "\0\0\0\0\0\0\xF0\x3F"s},
+        {"12", makeSetting(ISetting::stringType, std::string("hi")), "\x02\0\0\0\0\0\0\0hi"s},
+        {"13", makeBinarySetting({0, 1, 0xFF}), "\x03\0\0\0\0\0\0\0\0\x01\xFF"s},
+        {"14", makeBinarySetting({}), none},
+        {"15", makeSetting(ISetting::unicodeString, std::wstring(L"A")),
+         "\x04\0\0\0\0\0\0\0A\0\0\0"s},
+        {"16", makeSetting(ISetting::unicodeString, std::wstring()), none},
+        {"zz", makeSetting(ISetting::stringType, std::string("new")), "\x03\0\0\0\0\0\0\0new"s}};
 }
 
-Bytes recordOf(const Row& row) {
-    Bytes record = StreamBuilder().record(row.path, row.setting->getType()).bytes;
-    record.insert(record.end(), row.value.begin(), row.value.end());
-    return record;
+// The table's records in order, and the offsets at which each ends.
+std::pair<Bytes, std::vector<size_t>> tableStream(const std::vector<Row>& rows) {
+    std::pair<Bytes, std::vector<size_t>> stream;
+    for (const Row& row : rows) {
+        const Bytes record = row.record();
+        stream.first.insert(stream.first.end(), record.begin(), record.end());
+        stream.second.push_back(stream.first.size());
+    }
+    return stream;
 }
 
+// Settings inserted in any order are written in path order. A NUL inside a path or string is
+// written whole; an unknown type as path and type code only.
 TEST(BinaryWriter, EveryRecordIsWrittenByteForByteInPathOrder) {
     const std::vector<Row> rows = layoutTable();
     const AutoRefCounted<IConfigurationSet> all = newBinarySet();
-    Bytes expected;
-    for (auto row = rows.rbegin(); row != rows.rend(); ++row) {  // inserted backwards
+    for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
         all->insertSetting(row->path, row->setting);
     }
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.path);
-        const Bytes record = recordOf(row);
-        const AutoRefCounted<IConfigurationSet> single = newBinarySet();
-        single->insertSetting(row.path, row.setting);
-        EXPECT_EQ(record, serializedForm(*single));
-        expected.insert(expected.end(), record.begin(), record.end());
-    }
-    EXPECT_EQ(expected, serializedForm(*all));
-    // A NUL inside a path or string is written whole; an unknown type as path and type code only.
+    EXPECT_EQ(tableStream(rows).first, serializedForm(*all));
     const AutoRefCounted<IConfigurationSet> odd = newBinarySet();
     const std::string withNul("a\0b", 3);
     odd->insertSetting(withNul, makeSetting(ISetting::stringType, withNul));
@@ -134,72 +130,40 @@ TEST(BinaryWriter, EveryRecordIsWrittenByteForByteInPathOrder) {
               serializedForm(*odd));
 }
 
-// A length query takes binary values writable, as the walk does, so it raises the flag only when
-// the set holds one; an empty set has length zero and needs no buffer.
-TEST(BinaryLengthProtocol, ALengthQueryReportsTheLengthAndFlagsOnlyThroughABinarySetting) {
-    for (const bool withBinary : {false, true}) {
-        const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-        set->insertSetting("a", makeSetting(ISetting::uint16Type, uint16_t{1}));
-        if (withBinary) {
-            set->insertSetting("b", makeBinarySetting({1, 2, 3}));
-        }
-        set->checkModified();
-        size_t length = 0;
-        EXPECT_EQ(IConfigurationSet::outBufferTooSmallException,
-                  thrownValue<SetException>([&] { set->serialize(nullptr, 0, &length); }));
-        EXPECT_EQ(withBinary, set->checkModified());
-        EXPECT_EQ(withBinary ? 15u + 24u : 15u, length);
-    }
-    const AutoRefCounted<IConfigurationSet> empty = newBinarySet();
-    empty->removeAllSettings();
-    size_t length = 99;
-    empty->serialize(nullptr, 0, &length);
-    EXPECT_EQ(0u, length);
-    EXPECT_FALSE(empty->checkModified());
-}
-
+// For a set with no settings, with no binary setting and with every row: a length query takes
+// binary values writable, as the walk does, so it raises the flag only through a binary setting.
 // A shorter buffer is zero-filled, told the full length and leaves the flag raised; a buffer of
 // exactly the length receives the form and clears the flag. Nothing is written past capacity.
 TEST(BinaryLengthProtocol, EveryBufferUpToTheLengthGetsTheFullLengthReported) {
-    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-    for (const Row& row : layoutTable()) {
-        set->insertSetting(row.path, row.setting);
-    }
-    const Bytes form = serializedForm(*set);
-    for (size_t capacity = 0; capacity <= form.size(); ++capacity) {
-        SCOPED_TRACE(capacity);
-        set->retrieveSetting("03")->setValue(uint16_t{0x1234});
-        Bytes out(capacity + 4, 0xAA);
-        size_t length = 0;
-        const auto thrown =
-            thrownValue<SetException>([&] { set->serialize(out.data(), capacity, &length); });
-        EXPECT_EQ(form.size(), length);
-        EXPECT_EQ(Bytes(4, 0xAA), Bytes(out.begin() + capacity, out.end()));
-        out.resize(capacity);
-        const bool fits = capacity == form.size();
-        EXPECT_EQ(
-            fits ? std::nullopt : std::optional(IConfigurationSet::outBufferTooSmallException),
-            thrown);
-        EXPECT_EQ(fits ? form : Bytes(capacity, 0), out);
-        EXPECT_EQ(!fits, set->checkModified());
-    }
-}
-
-// What a failed read must leave exactly as it was: the paths, the very setting objects under
-// them and their values (through the serialised form).
-struct Snapshot {
-    std::vector<std::pair<std::string, const ISetting*>> entries;
-    Bytes form;
-
-    explicit Snapshot(IConfigurationSet& set) : form(serializedForm(set)) {
-        for (const std::string& path : pathsOf(set)) {
-            entries.emplace_back(path, set.retrieveLockedSetting(path).operator->());
+    for (const int kind : {0, 1, 2}) {
+        SCOPED_TRACE(kind);
+        const AutoRefCounted<IConfigurationSet> set = newBinarySet();
+        for (const Row& row : layoutTable()) {
+            if (kind == 2 || (kind == 1 && row.setting->getType() != ISetting::binaryType)) {
+                set->insertSetting(row.path, row.setting);
+            }
+        }
+        const Bytes form = serializedForm(*set);  // clears the flag
+        for (size_t capacity = 0; capacity <= form.size(); ++capacity) {
+            if (capacity != 0) {  // capacity 0 is a bare length query
+                set->retrieveSetting("03")->setValue(uint16_t{0x1234});
+            }
+            Bytes out(capacity + 4, 0xAA);
+            size_t length = 99;
+            const auto thrown = thrownValue<SetException>(
+                [&] { set->serialize(capacity == 0 ? nullptr : out.data(), capacity, &length); });
+            EXPECT_EQ(form.size(), length);
+            EXPECT_EQ(Bytes(4, 0xAA), Bytes(out.begin() + capacity, out.end()));
+            out.resize(capacity);
+            const bool fits = capacity == form.size();
+            EXPECT_EQ(
+                fits ? std::nullopt : std::optional(IConfigurationSet::outBufferTooSmallException),
+                thrown);
+            EXPECT_EQ(fits ? form : Bytes(capacity, 0), out);
+            EXPECT_EQ(capacity == 0 ? kind == 2 : !fits, set->checkModified()) << capacity;
         }
     }
-    bool operator==(const Snapshot& other) const {
-        return entries == other.entries && form == other.form;
-    }
-};
+}
 
 // A set that already holds settings, one of them at a path that the table's stream also names.
 AutoRefCounted<IConfigurationSet> populatedTarget() {
@@ -215,7 +179,7 @@ AutoRefCounted<IConfigurationSet> populatedTarget() {
 // modified flag included.
 void expectRefused(const Bytes& bytes, size_t length, bool flagged, bool allocationFailure) {
     const AutoRefCounted<IConfigurationSet> target = populatedTarget();
-    const Snapshot before(*target);
+    const std::vector<orvandel_fuzz::SettingSnapshot> before = orvandel_fuzz::snapshot(*target);
     if (flagged) {
         target->retrieveSetting("keep")->setValue(int32_t{1});
     }
@@ -226,7 +190,7 @@ void expectRefused(const Bytes& bytes, size_t length, bool flagged, bool allocat
                   thrownValue<SetException>([&] { target->unserialize(bytes.data(), length); }));
     }
     EXPECT_EQ(flagged, target->checkModified());
-    EXPECT_TRUE(before == Snapshot(*target));
+    EXPECT_TRUE(before == orvandel_fuzz::snapshot(*target));
 }
 
 void expectRefused(const Bytes& bytes, bool allocationFailure = false) {
@@ -234,13 +198,7 @@ void expectRefused(const Bytes& bytes, bool allocationFailure = false) {
 }
 
 TEST(BinaryReader, AStreamCutAnywhereInsideARecordChangesNothing) {
-    Bytes stream;
-    std::vector<size_t> recordEnds;
-    for (const Row& row : layoutTable()) {
-        const Bytes record = recordOf(row);
-        stream.insert(stream.end(), record.begin(), record.end());
-        recordEnds.push_back(stream.size());
-    }
+    const auto [stream, recordEnds] = tableStream(layoutTable());
     for (size_t cut = 1; cut < stream.size(); ++cut) {
         if (std::find(recordEnds.begin(), recordEnds.end(), cut) == recordEnds.end()) {
             SCOPED_TRACE(cut);
@@ -279,19 +237,21 @@ TEST(BinaryReader, AStreamCutBetweenRecordsMergesTheRecordsBeforeTheCut) {
         replaced->getValue(&old);
         EXPECT_EQ(3.0, old);
         EXPECT_EQ(kept == rows.size() ? 1u : 2u, testsupport::referenceCount(*replaced));
-        if (kept > 15) {  // an empty binary value reads back as no buffer
-            const unsigned char* buffer = reinterpret_cast<const unsigned char*>(1);
-            size_t length = 1;
+        const unsigned char* buffer = nullptr;  // an empty binary value reads back as no buffer
+        size_t length = 0;
+        if (kept > 15) {
+            buffer = stream.data();
+            length = 1;
             target->retrieveLockedSetting("14")->getLockedBinaryBuffer(&buffer, &length);
-            EXPECT_EQ(std::make_pair<const unsigned char*>(nullptr, size_t{0}),
-                      std::make_pair(buffer, length));
         }
+        EXPECT_EQ(std::make_pair<const unsigned char*>(nullptr, size_t{0}),
+                  std::make_pair(buffer, length));
         if (kept > 1) {  // the settings read share the set's flag
             target->retrieveSetting("01")->setValue(false);
             EXPECT_TRUE(target->checkModified());
         }
         if (kept < rows.size()) {
-            const Bytes record = recordOf(rows[kept]);
+            const Bytes record = rows[kept].record();
             stream.insert(stream.end(), record.begin(), record.end());
         }
     }
@@ -306,13 +266,11 @@ TEST(BinaryReader, HostileTypeCodesAndLengthsAreRefusedWithoutWrappingAround) {
     const uint64_t max = std::numeric_limits<uint64_t>::max();
     for (uint64_t length : {max, max - 7, max - 11, max - 30, uint64_t{1} << 63}) {
         SCOPED_TRACE(length);
-        const uint32_t uint32 = ISetting::uint32Type;
         expectRefused(StreamBuilder()
                           .stringRecord("first", "ok")
                           .u64(length)
-                          .text("p")
-                          .raw(&uint32, 4)
-                          .text("1234")
+                          .text("p\x03\0\0\0"
+                                "1234"s)
                           .bytes);
         expectRefused(
             StreamBuilder().record("s", ISetting::stringType).u64(length).text("abc").bytes);
