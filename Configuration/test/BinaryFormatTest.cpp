@@ -14,6 +14,8 @@
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
+#include <orvandel/configuration/Convenience.h>
+
 #include "FuzzSupport.h"
 #include "TestSupport.h"
 
@@ -26,6 +28,7 @@ using testsupport::pathsOf;
 using testsupport::serializedForm;
 using testsupport::thrownValue;
 using std::string_literals::operator""s;
+using namespace orvandel_fuzz;
 using SetException = IConfigurationSet::ConfigurationSetException;
 
 namespace {
@@ -52,19 +55,8 @@ struct StreamBuilder {
     }
 };
 
-template <class T>
-T valueAt(IConfigurationSet& set, const std::string& path) {
-    T value{};
-    set.retrieveLockedSetting(path)->getValue(&value);
-    return value;
-}
-
-std::string stringAt(IConfigurationSet& set, const std::string& path) {
-    return *valueAt<const std::string*>(set, path);
-}
-
 // One setting per type (and the empty values) with the bytes that follow its path and type code,
-// in path order; "zz" is also a path of the populated target below.
+// in path order; "b/blob" is also a path of the populated set of FuzzSupport.h.
 struct Row {
     std::string path;
     AutoRefCounted<ISetting> setting;
@@ -97,7 +89,8 @@ std::vector<Row> layoutTable() {
         {"15", makeSetting(ISetting::unicodeString, std::wstring(L"A")),
          "\x04\0\0\0\0\0\0\0A\0\0\0"s},
         {"16", makeSetting(ISetting::unicodeString, std::wstring()), none},
-        {"zz", makeSetting(ISetting::stringType, std::string("new")), "\x03\0\0\0\0\0\0\0new"s}};
+        {"b/blob", makeSetting(ISetting::stringType, std::string("new")),
+         "\x03\0\0\0\0\0\0\0new"s}};
 }
 
 // The table's records in order, and the offsets at which each ends.
@@ -165,94 +158,73 @@ TEST(BinaryLengthProtocol, EveryBufferUpToTheLengthGetsTheFullLengthReported) {
     }
 }
 
-// A set that already holds settings, one of them at a path that the table's stream also names.
-AutoRefCounted<IConfigurationSet> populatedTarget() {
-    const AutoRefCounted<IConfigurationSet> target = newBinarySet();
-    target->insertSetting("keep", makeSetting(ISetting::int32Type, int32_t{1}));
-    target->insertSetting("zz", makeSetting(ISetting::doubleType, 3.0));
-    target->insertSetting("zzz", makeBinarySetting({7}));
-    target->checkModified();
-    return target;
-}
-
-// Reads a hostile stream into a populated set and expects the failure and no change at all, the
-// modified flag included.
-void expectRefused(const Bytes& bytes, size_t length, bool flagged, bool allocationFailure) {
-    const AutoRefCounted<IConfigurationSet> target = populatedTarget();
-    const std::vector<orvandel_fuzz::SettingSnapshot> before = orvandel_fuzz::snapshot(*target);
+// Reads bytes into a populated set (see FuzzSupport.h) and expects the failure and no change at
+// all, the modified flag included.
+void expectRefused(const Bytes& bytes, bool allocationFailure = false, bool flagged = false) {
+    const AutoRefCounted<IConfigurationSet> target = createPopulatedSet("BinaryConfigurationSet");
+    const std::vector<SettingSnapshot> before = snapshot(*target);
     if (flagged) {
-        target->retrieveSetting("keep")->setValue(int32_t{1});
+        target->retrieveSetting("a/number")->setValue(int32_t{-7});
     }
     if (allocationFailure) {
-        EXPECT_THROW(target->unserialize(bytes.data(), length), std::bad_alloc);
+        EXPECT_THROW(target->unserialize(bytes.data(), bytes.size()), std::bad_alloc);
     } else {
-        EXPECT_EQ(IConfigurationSet::serializationFailureException,
-                  thrownValue<SetException>([&] { target->unserialize(bytes.data(), length); }));
+        EXPECT_EQ(IConfigurationSet::serializationFailureException, thrownValue<SetException>([&] {
+                      target->unserialize(bytes.data(), bytes.size());
+                  }));
     }
     EXPECT_EQ(flagged, target->checkModified());
-    EXPECT_TRUE(before == orvandel_fuzz::snapshot(*target));
+    EXPECT_TRUE(before == snapshot(*target));
 }
 
-void expectRefused(const Bytes& bytes, bool allocationFailure = false) {
-    expectRefused(bytes, bytes.size(), false, allocationFailure);
-}
-
-TEST(BinaryReader, AStreamCutAnywhereInsideARecordChangesNothing) {
-    const auto [stream, recordEnds] = tableStream(layoutTable());
-    for (size_t cut = 1; cut < stream.size(); ++cut) {
-        if (std::find(recordEnds.begin(), recordEnds.end(), cut) == recordEnds.end()) {
-            SCOPED_TRACE(cut);
-            expectRefused(stream, cut, cut % 2 == 0, false);
-        }
-    }
-}
-
-// Reading whole records merges them: other paths keep their very objects, a named path is
-// replaced whatever its type, and the flag ends cleared (reading nothing included).
-TEST(BinaryReader, AStreamCutBetweenRecordsMergesTheRecordsBeforeTheCut) {
+// The table's stream cut anywhere: inside a record it changes nothing; between records the
+// records before the cut merge into the populated set. Other paths keep their very objects, a
+// named path is replaced whatever its type, and the flag ends cleared (reading nothing included).
+TEST(BinaryReader, AStreamCutInsideARecordChangesNothingAndBetweenRecordsMerges) {
     const std::vector<Row> rows = layoutTable();
-    Bytes stream;
-    for (size_t kept = 0; kept <= rows.size(); ++kept) {
-        SCOPED_TRACE(kept);
-        const AutoRefCounted<IConfigurationSet> target = populatedTarget();
-        const AutoRefCounted<ISetting> keep = target->retrieveSetting("keep");
-        const AutoRefCounted<ISetting> replaced = target->retrieveSetting("zz");
-        keep->setValue(int32_t{1});
-        target->unserialize(kept == 0 ? nullptr : stream.data(), stream.size());
+    const auto [stream, recordEnds] = tableStream(rows);
+    for (size_t cut = 0; cut <= stream.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        const size_t kept =
+            std::find(recordEnds.begin(), recordEnds.end(), cut) - recordEnds.begin() + 1;
+        if (cut != 0 && kept > rows.size()) {
+            expectRefused(Bytes(stream.begin(), stream.begin() + cut), false, cut % 2 == 0);
+            continue;
+        }
+        const size_t read = cut == 0 ? 0 : kept;
+        const AutoRefCounted<IConfigurationSet> target =
+            createPopulatedSet("BinaryConfigurationSet");
+        const AutoRefCounted<ISetting> number = target->retrieveSetting("a/number");
+        const AutoRefCounted<ISetting> replaced = target->retrieveSetting("b/blob");
+        number->setValue(int32_t{-7});
+        target->unserialize(cut == 0 ? nullptr : stream.data(), cut);
         EXPECT_FALSE(target->checkModified());
         for (size_t row = 0; row < rows.size(); ++row) {
-            if (row < kept) {
+            if (row < read) {
                 EXPECT_TRUE(
-                    rows[row].setting->equals(target->retrieveLockedSetting(rows[row].path)))
-                    << rows[row].path;
-            } else if (rows[row].path != "zz") {
+                    rows[row].setting->equals(target->retrieveLockedSetting(rows[row].path)));
+            } else if (row + 1 < rows.size()) {
                 EXPECT_THROW(target->retrieveLockedSetting(rows[row].path), SetException);
             }
         }
-        EXPECT_EQ(keep.operator->(), target->retrieveSetting("keep").operator->());
-        EXPECT_EQ(1, valueAt<int32_t>(*target, "keep"));
-        EXPECT_EQ(kept == rows.size(),
-                  target->retrieveSetting("zz").operator->() != replaced.operator->());
-        double old = 0;
-        replaced->getValue(&old);
-        EXPECT_EQ(3.0, old);
-        EXPECT_EQ(kept == rows.size() ? 1u : 2u, testsupport::referenceCount(*replaced));
+        EXPECT_EQ(number.operator->(), target->retrieveSetting("a/number").operator->());
+        EXPECT_EQ("kept", get<std::string>(*target, "/x"));
+        EXPECT_EQ(read == rows.size(),
+                  target->retrieveSetting("b/blob").operator->() != replaced.operator->());
+        EXPECT_EQ((Bytes{1, 2, 3}), valueBytes(*replaced));
+        EXPECT_EQ(read == rows.size() ? 1u : 2u, testsupport::referenceCount(*replaced));
         const unsigned char* buffer = nullptr;  // an empty binary value reads back as no buffer
         size_t length = 0;
-        if (kept > 15) {
+        if (read > 15) {
             buffer = stream.data();
             length = 1;
             target->retrieveLockedSetting("14")->getLockedBinaryBuffer(&buffer, &length);
         }
         EXPECT_EQ(std::make_pair<const unsigned char*>(nullptr, size_t{0}),
                   std::make_pair(buffer, length));
-        if (kept > 1) {  // the settings read share the set's flag
+        if (read > 1) {  // the settings read share the set's flag
             target->retrieveSetting("01")->setValue(false);
             EXPECT_TRUE(target->checkModified());
-        }
-        if (kept < rows.size()) {
-            const Bytes record = rows[kept].record();
-            stream.insert(stream.end(), record.begin(), record.end());
         }
     }
 }
@@ -266,12 +238,11 @@ TEST(BinaryReader, HostileTypeCodesAndLengthsAreRefusedWithoutWrappingAround) {
     const uint64_t max = std::numeric_limits<uint64_t>::max();
     for (uint64_t length : {max, max - 7, max - 11, max - 30, uint64_t{1} << 63}) {
         SCOPED_TRACE(length);
-        expectRefused(StreamBuilder()
-                          .stringRecord("first", "ok")
-                          .u64(length)
-                          .text("p\x03\0\0\0"
-                                "1234"s)
-                          .bytes);
+        const std::string uint32Record =
+            "p\x03\0\0\0"
+            "1234"s;
+        expectRefused(
+            StreamBuilder().stringRecord("first", "ok").u64(length).text(uint32Record).bytes);
         expectRefused(
             StreamBuilder().record("s", ISetting::stringType).u64(length).text("abc").bytes);
         expectRefused(
@@ -315,12 +286,12 @@ TEST(BinaryReader, ValuesAreCutAtNulAndPartialUnitsAndTheNextRecordsAreStillRead
                                .bytes;
         set->unserialize(form.data(), form.size());
         EXPECT_EQ((std::vector<std::string>{"a", "b", "c", "p", "w", "z"}), pathsOf(*set));
-        EXPECT_EQ("v", stringAt(*set, "a"));
-        EXPECT_EQ("", stringAt(*set, "b"));
-        EXPECT_EQ(boolByte != 0, valueAt<bool>(*set, "c"));
-        EXPECT_EQ(L"pq", *valueAt<const std::wstring*>(*set, "p"));
-        EXPECT_EQ(L"x", *valueAt<const std::wstring*>(*set, "w"));
-        EXPECT_EQ("after", stringAt(*set, "z"));
+        EXPECT_EQ("v", get<std::string>(*set, "a"));
+        EXPECT_EQ("", get<std::string>(*set, "b"));
+        EXPECT_EQ(boolByte != 0, get<bool>(*set, "c"));
+        EXPECT_EQ(L"pq", get<std::wstring>(*set, "p"));
+        EXPECT_EQ(L"x", get<std::wstring>(*set, "w"));
+        EXPECT_EQ("after", get<std::string>(*set, "z"));
         const bool one = boolByte != 0;  // written back as 1
         const Bytes boolRecord = StreamBuilder().record("c", ISetting::boolType).raw(&one, 1).bytes;
         const Bytes written = serializedForm(*set);
