@@ -102,18 +102,7 @@ inline std::vector<SettingSnapshot> snapshot(const IConfigurationSet& set) {
 
 // The set's whole serialised form, through the length protocol.
 inline std::vector<unsigned char> serializeAll(IConfigurationSet& set) {
-    size_t length = 0;
-    try {
-        set.serialize(nullptr, 0, &length);
-        return {};
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        FUZZ_CHECK(exception == IConfigurationSet::outBufferTooSmallException);
-    }
-    std::vector<unsigned char> form(length);
-    size_t written = 0;
-    set.serialize(form.data(), form.size(), &written);
-    FUZZ_CHECK(written == length);
-    return form;
+    return com::orvandel::configuration::serialize(set);
 }
 
 inline AutoRefCounted<IConfigurationSet> createSet(const char* type) {
