@@ -21,14 +21,9 @@
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
-using testsupport::makeBinarySetting;
-using testsupport::makeSetting;
-using testsupport::newBinarySet;
-using testsupport::pathsOf;
-using testsupport::serializedForm;
-using testsupport::thrownValue;
-using std::string_literals::operator""s;
 using namespace orvandel_fuzz;
+using namespace testsupport;
+using std::string_literals::operator""s;
 using SetException = IConfigurationSet::ConfigurationSetException;
 
 namespace {
@@ -93,36 +88,6 @@ std::vector<Row> layoutTable() {
          "\x03\0\0\0\0\0\0\0new"s}};
 }
 
-// The table's records in order, and the offsets at which each ends.
-std::pair<Bytes, std::vector<size_t>> tableStream(const std::vector<Row>& rows) {
-    std::pair<Bytes, std::vector<size_t>> stream;
-    for (const Row& row : rows) {
-        const Bytes record = row.record();
-        stream.first.insert(stream.first.end(), record.begin(), record.end());
-        stream.second.push_back(stream.first.size());
-    }
-    return stream;
-}
-
-// Settings inserted in any order are written in path order. A NUL inside a path or string is
-// written whole; an unknown type as path and type code only.
-TEST(BinaryWriter, EveryRecordIsWrittenByteForByteInPathOrder) {
-    const std::vector<Row> rows = layoutTable();
-    const AutoRefCounted<IConfigurationSet> all = newBinarySet();
-    for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
-        all->insertSetting(row->path, row->setting);
-    }
-    EXPECT_EQ(tableStream(rows).first, serializedForm(*all));
-    const AutoRefCounted<IConfigurationSet> odd = newBinarySet();
-    const std::string withNul("a\0b", 3);
-    odd->insertSetting(withNul, makeSetting(ISetting::stringType, withNul));
-    const AutoRefCounted<ISetting> unknown(new Setting());
-    unknown->initialize(static_cast<ISetting::Type>(20));
-    odd->insertSetting("x", unknown);
-    EXPECT_EQ(StreamBuilder().stringRecord(withNul, withNul).record("x", 20).bytes,
-              serializedForm(*odd));
-}
-
 // For a set with no settings, with no binary setting and with every row: a length query takes
 // binary values writable, as the walk does, so it raises the flag only through a binary setting.
 // A shorter buffer is zero-filled, told the full length and leaves the flag raised; a buffer of
@@ -136,7 +101,7 @@ TEST(BinaryLengthProtocol, EveryBufferUpToTheLengthGetsTheFullLengthReported) {
                 set->insertSetting(row.path, row.setting);
             }
         }
-        const Bytes form = serializedForm(*set);  // clears the flag
+        const Bytes form = serialize(*set);  // clears the flag
         for (size_t capacity = 0; capacity <= form.size(); ++capacity) {
             if (capacity != 0) {  // capacity 0 is a bare length query
                 set->retrieveSetting("03")->setValue(uint16_t{0x1234});
@@ -177,12 +142,22 @@ void expectRefused(const Bytes& bytes, bool allocationFailure = false, bool flag
     EXPECT_TRUE(before == snapshot(*target));
 }
 
-// The table's stream cut anywhere: inside a record it changes nothing; between records the
-// records before the cut merge into the populated set. Other paths keep their very objects, a
-// named path is replaced whatever its type, and the flag ends cleared (reading nothing included).
-TEST(BinaryReader, AStreamCutInsideARecordChangesNothingAndBetweenRecordsMerges) {
+// The table's settings, inserted in any order, are written as its records in path order. That
+// stream cut anywhere: inside a record it changes nothing; between records the records before
+// the cut merge into the populated set. Other paths keep their very objects, a named path is
+// replaced whatever its type, and the flag ends cleared (reading nothing included).
+TEST(BinaryForm, TheTableIsWrittenExactlyAndEveryCutOfItReadsAllOrNothing) {
     const std::vector<Row> rows = layoutTable();
-    const auto [stream, recordEnds] = tableStream(rows);
+    const AutoRefCounted<IConfigurationSet> all = newBinarySet();
+    Bytes stream;
+    std::vector<size_t> recordEnds;
+    for (size_t row = 0; row < rows.size(); ++row) {
+        all->insertSetting(rows[rows.size() - 1 - row].path, rows[rows.size() - 1 - row].setting);
+        const Bytes record = rows[row].record();
+        stream.insert(stream.end(), record.begin(), record.end());
+        recordEnds.push_back(stream.size());
+    }
+    EXPECT_EQ(stream, serialize(*all));
     for (size_t cut = 0; cut <= stream.size(); ++cut) {
         SCOPED_TRACE(cut);
         const size_t kept =
@@ -212,7 +187,7 @@ TEST(BinaryReader, AStreamCutInsideARecordChangesNothingAndBetweenRecordsMerges)
         EXPECT_EQ(read == rows.size(),
                   target->retrieveSetting("b/blob").operator->() != replaced.operator->());
         EXPECT_EQ((Bytes{1, 2, 3}), valueBytes(*replaced));
-        EXPECT_EQ(read == rows.size() ? 1u : 2u, testsupport::referenceCount(*replaced));
+        EXPECT_EQ(read == rows.size() ? 1u : 2u, referenceCount(*replaced));
         const unsigned char* buffer = nullptr;  // an empty binary value reads back as no buffer
         size_t length = 0;
         if (read > 15) {
@@ -252,8 +227,8 @@ TEST(BinaryReader, HostileTypeCodesAndLengthsAreRefusedWithoutWrappingAround) {
     expectRefused(StreamBuilder(first).record("b", ISetting::binaryType).u64(max - 15).bytes, true);
 }
 
-// A NUL ends a path or string; a wide byte count that is no multiple of four reads the complete
-// units only; the later of two records for one path wins; any non-zero bool byte is true.
+// Read, a NUL ends a path or string; a wide byte count that is no multiple of four reads the
+// complete units only; the later of two records for one path wins; any non-zero bool byte is true.
 TEST(BinaryReader, ValuesAreCutAtNulAndPartialUnitsAndTheNextRecordsAreStillRead) {
     const wchar_t units[] = {L'x', 0, L'y'};
     const wchar_t pq[] = {L'p', L'q'};
@@ -287,10 +262,19 @@ TEST(BinaryReader, ValuesAreCutAtNulAndPartialUnitsAndTheNextRecordsAreStillRead
         EXPECT_EQ("after", get<std::string>(*set, "z"));
         const bool one = boolByte != 0;  // written back as 1
         const Bytes boolRecord = StreamBuilder().record("c", ISetting::boolType).raw(&one, 1).bytes;
-        const Bytes written = serializedForm(*set);
+        const Bytes written = serialize(*set);
         EXPECT_NE(written.end(), std::search(written.begin(), written.end(), boolRecord.begin(),
                                              boolRecord.end()));
     }
+    // The writer keeps a NUL, and writes an unknown type as path and type code only.
+    const AutoRefCounted<IConfigurationSet> odd = newBinarySet();
+    const std::string withNul("a\0b", 3);
+    odd->insertSetting(withNul, makeSetting(ISetting::stringType, withNul));
+    const AutoRefCounted<ISetting> unknown(new Setting());
+    unknown->initialize(static_cast<ISetting::Type>(20));
+    odd->insertSetting("x", unknown);
+    EXPECT_EQ(StreamBuilder().stringRecord(withNul, withNul).record("x", 20).bytes,
+              serialize(*odd));
 }
 
 }  // namespace

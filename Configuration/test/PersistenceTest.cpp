@@ -17,10 +17,8 @@
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
-using orvandel_fuzz::createPopulatedSet;
-using testsupport::newBinarySet;
-using testsupport::ScratchDirectory;
-using testsupport::serializedForm;
+using namespace orvandel_fuzz;
+using namespace testsupport;
 
 namespace {
 
@@ -44,7 +42,7 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
     EXPECT_EQ("BinaryConfigurationSet", *binary->getType());
     EXPECT_EQ(binary->getType(), binary->getType());
     EXPECT_TRUE(binary->capLoadAndSave() && binary->capSerialize());
-    const AutoRefCounted<IConfigurationSet> set = testsupport::newPlainSet();
+    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
     EXPECT_EQ("ConfigurationSet", *set->getType());
     EXPECT_FALSE(set->capLoadAndSave() || set->capSerialize() || set->checkModified());
     EXPECT_EQ(0u, set->getSettingCount());
@@ -66,9 +64,8 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
         [&] { set->load(missing); }};
     for (const bool flagged : {true, false}) {  // the insertion raised the flag
         for (size_t call = 0; call < calls.size(); ++call) {
-            EXPECT_EQ(
-                IConfigurationSet::unsupportedException,
-                testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
+            EXPECT_EQ(IConfigurationSet::unsupportedException,
+                      thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
                 << "call " << call;
         }
         EXPECT_EQ(flagged, set->checkModified());
@@ -76,7 +73,7 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
     EXPECT_EQ(0u, length);
     EXPECT_FALSE(std::filesystem::exists(missing));
     EXPECT_EQ((Bytes{1, 2, 3}), contentsOf(existing));
-    EXPECT_EQ((std::vector<std::string>{"p"}), testsupport::pathsOf(*set));
+    EXPECT_EQ((std::vector<std::string>{"p"}), pathsOf(*set));
 }
 
 // Saving replaces a longer file with exactly the set's form; loading it (or an empty file) merges
@@ -89,7 +86,7 @@ TEST(BinaryFiles, ASavedSetLoadsBackEqualAndTheFileHoldsExactlyItsForm) {
     put(*saved, "wide", std::wstring(L"sieben"));
     saved->save(file);
     EXPECT_FALSE(saved->checkModified());
-    EXPECT_EQ(serializedForm(*saved), contentsOf(file));
+    EXPECT_EQ(serialize(*saved), contentsOf(file));
     const AutoRefCounted<IConfigurationSet> loaded = newBinarySet();
     put(*loaded, "p", int32_t{1});
     loaded->removeSetting("p");
@@ -112,7 +109,7 @@ TEST(BinaryFiles, AFailedLoadChangesNothing) {
     const std::string subdirectory = directory.file("sub");
     std::filesystem::create_directory(subdirectory);
     const std::string malformed = directory.file("bad.bin");
-    Bytes form = serializedForm(*createPopulatedSet("BinaryConfigurationSet"));
+    Bytes form = serialize(*createPopulatedSet("BinaryConfigurationSet"));
     form.pop_back();
     writeFile(malformed, form);
     for (const std::string& file : {directory.file("missing.bin"), subdirectory, malformed}) {
@@ -120,7 +117,7 @@ TEST(BinaryFiles, AFailedLoadChangesNothing) {
             SCOPED_TRACE(file + (flaggedBefore ? " flagged" : ""));
             const AutoRefCounted<IConfigurationSet> set =
                 createPopulatedSet("BinaryConfigurationSet");
-            const auto before = orvandel_fuzz::snapshot(*set);
+            const auto before = snapshot(*set);
             if (flaggedBefore) {
                 set->retrieveSetting("a/number")->setValue(int32_t{-7});
             }
@@ -130,7 +127,7 @@ TEST(BinaryFiles, AFailedLoadChangesNothing) {
                 EXPECT_THROW(set->load(file), IConfigurationSet::ConfigurationSetException);
             }
             EXPECT_EQ(flaggedBefore, set->checkModified());
-            EXPECT_TRUE(before == orvandel_fuzz::snapshot(*set));
+            EXPECT_TRUE(before == snapshot(*set));
         }
     }
     // Opening fails after the form was taken, which has cleared the flag.
