@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
 #include "TestSupport.h"
@@ -42,6 +43,13 @@ void expectChangesSeen(AutoRefCounted<IConfigurationSet> (*newSet)()) {
         {false, [&] { number->initialize(ISetting::int32Type); }},
         {false, [&] { blobBytes[2] = 0x55; }},  // through a buffer handed out before the query
         {false, [&] { set->insertSetting("c", makeSetting(ISetting::uint32Type, uint32_t{3})); }},
+        {false,
+         [&] {  // a read that replaces a setting with an empty one
+             const AutoRefCounted<IConfigurationSet> source = newSet();
+             put(*source, "b/blob", BinaryValue{});
+             const std::vector<unsigned char> form = serialize(*source);
+             set->unserialize(form.data(), form.size());
+         }},
         {true, [&] { number->setValue(uint32_t{1234}); }},
     };
     for (size_t change = 0; change < changes.size(); ++change) {
