@@ -7,14 +7,13 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <orvandel/configuration/internal/BinaryConfigurationSet.h>
-#include <orvandel/configuration/internal/Setting.h>
-
 #include <orvandel/configuration/Convenience.h>
+#include <orvandel/configuration/internal/Setting.h>
 
 #include "FuzzSupport.h"
 #include "TestSupport.h"
