@@ -171,16 +171,16 @@ TEST(BinaryForm, TheTableIsWrittenExactlyAndEveryCutOfItReadsAllOrNothing) {
         const AutoRefCounted<ISetting> number = target->retrieveSetting("a/number");
         const AutoRefCounted<ISetting> replaced = target->retrieveSetting("b/blob");
         number->setValue(int32_t{-7});
+        std::vector<std::string> paths = pathsOf(*target);  // leaves a cursor the read must forget
         target->unserialize(cut == 0 ? nullptr : stream.data(), cut);
         EXPECT_FALSE(target->checkModified());
-        for (size_t row = 0; row < rows.size(); ++row) {
-            if (row < read) {
-                EXPECT_TRUE(
-                    rows[row].setting->equals(target->retrieveLockedSetting(rows[row].path)));
-            } else if (row + 1 < rows.size()) {
-                EXPECT_THROW(target->retrieveLockedSetting(rows[row].path), SetException);
-            }
+        for (size_t row = 0; row < read; ++row) {
+            EXPECT_TRUE(rows[row].setting->equals(target->retrieveLockedSetting(rows[row].path)));
+            paths.push_back(rows[row].path);
         }
+        std::sort(paths.begin(), paths.end());
+        paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+        EXPECT_EQ(paths, pathsOf(*target));
         EXPECT_EQ(number.operator->(), target->retrieveSetting("a/number").operator->());
         EXPECT_EQ("kept", get<std::string>(*target, "/x"));
         EXPECT_EQ(read == rows.size(),
