@@ -2,11 +2,7 @@
 #ifndef ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
 #define ORVANDEL_CONFIGURATION_TEST_XMLTESTSUPPORT_H
 
-#include <unistd.h>
-
 #include <clocale>
-#include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,7 +10,6 @@
 
 #include "TestSupport.h"
 
-#include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
 namespace xmltest {
@@ -22,21 +17,18 @@ namespace xmltest {
 using com::orvandel::AutoRefCounted;
 using com::orvandel::configuration::IConfigurationSet;
 using com::orvandel::configuration::ISetting;
-using com::orvandel::configuration::Setting;
 using com::orvandel::configuration::XMLConfigurationSet;
-
-inline AutoRefCounted<IConfigurationSet> newXmlSet() {
-    return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
-}
-
 using testsupport::makeBinarySetting;
 using testsupport::makeSetting;
 using testsupport::pathsOf;
 using testsupport::setsEqual;
 
-template <class T>
-void put(IConfigurationSet& set, const std::string& path, ISetting::Type type, const T& value) {
-    set.insertSetting(path, makeSetting(type, value));
+inline AutoRefCounted<IConfigurationSet> newXmlSet() {
+    return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet());
+}
+
+inline void putInt(IConfigurationSet& set, const std::string& path, int32_t value) {
+    set.insertSetting(path, makeSetting(ISetting::int32Type, value));
 }
 
 // The whole document, asked for as callers do: a length query, then a buffer of that length.
@@ -49,8 +41,7 @@ inline void unserialize(IConfigurationSet& set, const std::string& document) {
     set.unserialize(reinterpret_cast<const unsigned char*>(document.data()), document.size());
 }
 
-// The exception value with which reading document into set fails; a failed test when it is
-// read.
+// The exception value with which reading document into set fails (a failed test if it is read).
 inline IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
                                                               const std::string& document) {
     const auto failure = testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
@@ -64,13 +55,6 @@ inline std::string settingElement(const std::string& name, const std::string& ty
     return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
 }
 
-// The declaration the writer puts before every document.
-inline const std::string& declaration() {
-    static const std::string text =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>\n";
-    return text;
-}
-
 template <class T>
 T valueAt(IConfigurationSet& set, const std::string& path) {
     T value{};
@@ -78,42 +62,7 @@ T valueAt(IConfigurationSet& set, const std::string& path) {
     return value;
 }
 
-inline std::string stringAt(IConfigurationSet& set, const std::string& path) {
-    const std::string* value = nullptr;
-    set.retrieveSetting(path)->getValue(&value);
-    return *value;
-}
-
-inline std::wstring wideStringAt(IConfigurationSet& set, const std::string& path) {
-    const std::wstring* value = nullptr;
-    set.retrieveSetting(path)->getValue(&value);
-    return *value;
-}
-
-// A file in /tmp holding the given content, removed at the end of the test.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(const std::string& content = std::string()) {
-        char name[] = "/tmp/orvandel-xml-XXXXXX";
-        const int descriptor = mkstemp(name);
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
-        d_path = name;
-        std::ofstream(d_path, std::ios_base::binary) << content;
-    }
-    ~TemporaryFile() { std::remove(d_path.c_str()); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    const std::string& path() const { return d_path; }
-    std::string url() const { return "file://" + d_path; }
-
-  private:
-    std::string d_path;
-};
-
-// Switches LC_ALL for one test and restores the previous locale afterwards.
+// Switches LC_ALL for one scope and restores the previous locale afterwards.
 class ScopedLocale {
   public:
     explicit ScopedLocale(const char* name)
