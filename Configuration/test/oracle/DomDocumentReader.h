@@ -1,11 +1,10 @@
 // The library's earlier XML reader, kept as the reference for its SAX2 reader: Xerces-C's DOM
-// parser builds the whole tree, which is then walked into settings. Tests read the same bytes
-// with both and expect identical sets, failures and modified flags.
+// parser builds the whole tree, which is then walked into settings.
 #ifndef ORVANDEL_CONFIGURATION_TEST_ORACLE_DOMDOCUMENTREADER_H
 #define ORVANDEL_CONFIGURATION_TEST_ORACLE_DOMDOCUMENTREADER_H
 
-#include <cstddef>
 #include <memory>
+#include <string>
 
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/util/TransService.hpp>
@@ -23,12 +22,11 @@ class DomReadingSet : public com::orvandel::configuration::XMLConfigurationSet {
     void unserialize(const unsigned char* in, size_t inLength) override;
 
   private:
-    struct DocumentReading;
+    ~DomReadingSet() override = default;
 
-    ~DomReadingSet() override;
-
-    void unserializeDoc(const xercesc::DOMElement& element, DocumentReading& reading, size_t depth);
-    void readSetting(const xercesc::DOMElement& element, DocumentReading& reading);
+    // Adds the settings at or below element, whose branch path is path, to read.
+    void readElement(const xercesc::DOMElement& element, std::string& path, SettingMap& read,
+                     size_t depth);
 
     std::unique_ptr<xercesc::XMLTranscoder> d_transcoder;  // UTF-16 to UCS-4LE (wchar_t)
 };
