@@ -1,38 +1,52 @@
-// How documents become settings: paths, value texts, merging, and failures that change nothing.
+// How documents become settings: paths, value texts, merging, failures that change nothing, and
+// documents made to harm the reader, which fail fast, fetch nothing and bring nothing in.
 #include <gtest/gtest.h>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <fstream>
 #include <ios>
 #include <string>
 #include <vector>
 
 #include "XMLTestSupport.h"
 
+#include <orvandel/configuration/internal/XMLDocumentReader.h>
+
 using namespace xmltest;
 
 namespace {
+
+const char sd_secret[] = "TOP-SECRET-7c1e";
 
 std::string documentWith(const std::string& body) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<configuration>" + body +
            "</configuration>";
 }
 
+AutoRefCounted<IConfigurationSet> read(const std::string& document) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    unserialize(*set, document);
+    return set;
+}
+
 // A set read from a document holding one root-level setting "/v".
 AutoRefCounted<IConfigurationSet> readOne(const std::string& type, const std::string& text) {
-    AutoRefCounted<IConfigurationSet> set = newXmlSet();
-    unserialize(*set, documentWith(settingElement("v", type, text)));
-    return set;
+    return read(documentWith(settingElement("v", type, text)));
 }
 
 std::string stringAt(IConfigurationSet& set, const std::string& path) {
     return *valueAt<const std::string*>(set, path);
 }
 
-// Reads document into a set holding p and q and expects the same objects and values afterwards
-// (and, after a read, the modified flag cleared). Returns how the read ended: "read", "stream"
-// (std::ios_base::failure) or the exception's value.
-std::string readLeavingPAndQ(const std::string& document) {
+// Reads document into a set holding p and q and expects the same objects and values after a
+// failure, the modified flag cleared after a read, and the secret in no setting. Returns how
+// the read ended: "read", "stream" (std::ios_base::failure), "failure"
+// (serializationFailureException) or another exception value.
+std::string outcomeOf(const std::string& document) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     putInt(*set, "p", 1);
     set->insertSetting("q", makeSetting(ISetting::stringType, std::string("old")));
@@ -42,17 +56,38 @@ std::string readLeavingPAndQ(const std::string& document) {
     std::string outcome = "read";
     try {
         unserialize(*set, document);
+        EXPECT_FALSE(set->checkModified());
     } catch (const std::ios_base::failure&) {
         outcome = "stream";
     } catch (IConfigurationSet::ConfigurationSetException exception) {
-        outcome = std::to_string(exception);
+        outcome = exception == IConfigurationSet::serializationFailureException
+                      ? "failure"
+                      : std::to_string(exception);
     }
-    EXPECT_EQ((std::vector<std::string>{"p", "q"}), pathsOf(*set));
-    EXPECT_EQ(p.operator->(), set->retrieveSetting("p").operator->());
-    EXPECT_EQ(q.operator->(), set->retrieveSetting("q").operator->());
-    EXPECT_EQ("old", stringAt(*set, "q"));
-    EXPECT_TRUE(outcome != "read" || !set->checkModified());
+    if (outcome != "read") {
+        EXPECT_EQ((std::vector<std::string>{"p", "q"}), pathsOf(*set));
+        EXPECT_EQ(p.operator->(), set->retrieveSetting("p").operator->());
+        EXPECT_EQ(q.operator->(), set->retrieveSetting("q").operator->());
+        EXPECT_EQ("old", stringAt(*set, "q"));
+    }
+    for (const std::string& path : pathsOf(*set)) {
+        if (set->retrieveSetting(path)->getType() == ISetting::stringType) {
+            EXPECT_EQ(std::string::npos, stringAt(*set, path).find(sd_secret));
+        }
+    }
     return outcome;
+}
+
+std::string repeated(const std::string& text, size_t count) {
+    std::string result;
+    for (size_t index = 0; index < count; ++index) {
+        result += text;
+    }
+    return result;
+}
+
+std::string nested(size_t depth, const std::string& innermost) {
+    return repeated("<a>", depth) + innermost + repeated("</a>", depth);
 }
 
 }  // namespace
@@ -95,8 +130,7 @@ TEST(XMLReader, KeysFollowTheElementsAroundEachSetting) {
     };
     for (const auto& readCase : cases) {
         SCOPED_TRACE(readCase.document);
-        AutoRefCounted<IConfigurationSet> set = newXmlSet();
-        unserialize(*set, readCase.document);
+        AutoRefCounted<IConfigurationSet> set = read(readCase.document);
         std::vector<std::string> sorted = readCase.paths;
         std::sort(sorted.begin(), sorted.end());
         EXPECT_EQ(sorted, pathsOf(*set));
@@ -125,10 +159,12 @@ TEST(XMLReader, ReadingMergesAndClearsTheModifiedFlag) {
     EXPECT_TRUE(set->checkModified());
     // A read that fails after building a setting leaves the flag raised.
     EXPECT_EQ(IConfigurationSet::serializationFailureException,
-              failureOf(*set, documentWith(settingElement("a", "int32", "1") +
-                                           settingElement("b", "nothing", "1"))));
+              testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>([&] {
+                  unserialize(*set, documentWith(settingElement("a", "int32", "1") +
+                                                 settingElement("b", "nothing", "1")));
+              }));
     EXPECT_TRUE(set->checkModified());
-    EXPECT_EQ("read", readLeavingPAndQ("<configuration/>"));
+    EXPECT_EQ("read", outcomeOf("<configuration/>"));
 }
 
 // Numbers by the wide stream's rules (narrow ones keep the low bits of a 32-bit number), texts
@@ -172,7 +208,7 @@ TEST(XMLReader, ValueTextsAreReadByTheWideStreamsRules) {
 // (q) never reaches the set.
 TEST(XMLReader, FailedReadsLeaveTheSetUnchanged) {
     const std::string before = settingElement("q", "string", "new");
-    const std::string failure = std::to_string(IConfigurationSet::serializationFailureException);
+    const std::string failure = "failure";
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"stream", settingElement("v", "int32", "4294967296")},
         {"stream", settingElement("v", "int32", "abc")},
@@ -199,10 +235,95 @@ TEST(XMLReader, FailedReadsLeaveTheSetUnchanged) {
     };
     for (const auto& [outcome, element] : cases) {
         SCOPED_TRACE(element);
-        EXPECT_EQ(outcome, readLeavingPAndQ(documentWith(before + element)));
+        EXPECT_EQ(outcome, outcomeOf(documentWith(before + element)));
     }
-    EXPECT_EQ(failure, readLeavingPAndQ(""));
-    EXPECT_EQ(failure, readLeavingPAndQ("just text"));
+    EXPECT_EQ(failure, outcomeOf(""));
+    EXPECT_EQ(failure, outcomeOf("just text"));
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     EXPECT_THROW(set->unserialize(nullptr, 0), IConfigurationSet::ConfigurationSetException);
+}
+
+// An external entity, an external parameter entity and an external DTD, each of which would
+// bring the secret into a setting if fetched; inotify tells whether either file was opened.
+TEST(XMLReader, ExternalEntitiesAndDtdsAreNeverFetched) {
+    testsupport::ScratchDirectory directory;
+    const std::string secret = directory.file("secret");
+    const std::string declarations = directory.file("declarations");
+    std::ofstream(secret) << sd_secret;
+    std::ofstream(declarations) << "<!ENTITY x SYSTEM \"file://" + secret + "\">";
+    const int watch = inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(inotify_add_watch(watch, secret.c_str(), IN_OPEN | IN_ACCESS), 0);
+    ASSERT_GE(inotify_add_watch(watch, declarations.c_str(), IN_OPEN | IN_ACCESS), 0);
+    for (const std::string& doctype :
+         {"<!DOCTYPE configuration [<!ENTITY x SYSTEM \"file://" + secret + "\">]>",
+          "<!DOCTYPE configuration [<!ENTITY % d SYSTEM \"file://" + declarations + "\"> %d;]>",
+          "<!DOCTYPE configuration SYSTEM \"file://" + declarations + "\">"}) {
+        SCOPED_TRACE(doctype);
+        EXPECT_EQ("failure", outcomeOf("<?xml version=\"1.0\"?>\n" + doctype + "<configuration>" +
+                                       settingElement("s", "string", "&x;") + "</configuration>"));
+        alignas(inotify_event) char events[4096];
+        EXPECT_LE(read(watch, events, sizeof events), 0) << "a file was opened";
+    }
+    close(watch);
+}
+
+// An entity expansion bomb, bytes that are not XML, more nesting or attributes than the bounds
+// (anywhere, also after a setting that was read) all fail; many predefined entities and
+// character references are no bomb, and the bounds themselves are read.
+TEST(XMLReader, BombsBytesAndDocumentsBeyondTheBoundsFailQuickly) {
+    std::string bomb = "<!DOCTYPE configuration [<!ENTITY lol0 \"lollollollollollollol\">";
+    for (int level = 1; level <= 9; ++level) {
+        bomb += "<!ENTITY lol" + std::to_string(level) + " \"" +
+                repeated("&lol" + std::to_string(level - 1) + ";", 10) + "\">";
+    }
+    EXPECT_EQ("failure", outcomeOf(bomb + "]><configuration>" +
+                                   settingElement("s", "string", "&lol9;") + "</configuration>"));
+    std::string bytes;
+    for (int value = 0; value < 256; ++value) {
+        bytes += static_cast<char>(value);
+    }
+    EXPECT_EQ("failure", outcomeOf(bytes));
+    EXPECT_EQ("failure", outcomeOf(settingElement("s", "string", "\xff\xfe")));
+    EXPECT_EQ("failure", outcomeOf(nested(100000, settingElement("s", "string", "deep"))));
+
+    EXPECT_EQ(
+        60000u,
+        stringAt(*read(settingElement("s", "string", repeated("&amp;&lt;&#65;", 20000))), "/s")
+            .size());
+    const size_t depth = XMLConfigurationSet::sd_maxElementDepth;
+    EXPECT_EQ("read", outcomeOf(nested(depth - 1, settingElement("s", "int32", "1"))));
+    EXPECT_EQ("failure", outcomeOf(nested(depth, settingElement("s", "int32", "1"))));
+
+    // A setting element needs two attributes and other elements none.
+    const auto attributes = [](size_t count) {
+        std::string text;
+        for (size_t index = 0; index < count; ++index) {
+            text += " a" + std::to_string(index) + "=\"1\"";
+        }
+        return text;
+    };
+    const size_t bound = com::orvandel::configuration::XMLDocumentReader::sd_maxAttributes;
+    const std::string setting = settingElement("s", "int32", "1");
+    const std::string opened = "<configuration><setting name=\"s\" type=\"int32\"";
+    EXPECT_EQ("read", outcomeOf(opened + attributes(bound - 2) + ">1</setting></configuration>"));
+    EXPECT_EQ("failure",
+              outcomeOf(opened + attributes(bound - 1) + ">1</setting></configuration>"));
+    EXPECT_EQ("failure", outcomeOf("<configuration" + attributes(bound + 1) + ">" + setting +
+                                   "</configuration>"));
+    EXPECT_EQ("failure", outcomeOf("<configuration>" + setting + "<x" + attributes(5000) +
+                                   "/></configuration>"));
+}
+
+TEST(XMLReader, EveryTruncationOfAValidDocumentFailsOrReadsWhole) {
+    AutoRefCounted<IConfigurationSet> set = newXmlSet();
+    putInt(*set, "a/b", 5);
+    set->insertSetting("a/c", makeSetting(ISetting::stringType, std::string("text")));
+    set->insertSetting("d", makeSetting(ISetting::doubleType, 2.5));
+    const std::string document = serialized(*set);
+    for (size_t length = 0; length < document.size(); ++length) {
+        if (outcomeOf(document.substr(0, length)) == "read") {
+            EXPECT_EQ(3u, read(document.substr(0, length))->getSettingCount()) << length;
+        }
+    }
 }

@@ -41,15 +41,6 @@ inline void unserialize(IConfigurationSet& set, const std::string& document) {
     set.unserialize(reinterpret_cast<const unsigned char*>(document.data()), document.size());
 }
 
-// The exception value with which reading document into set fails (a failed test if it is read).
-inline IConfigurationSet::ConfigurationSetException failureOf(IConfigurationSet& set,
-                                                              const std::string& document) {
-    const auto failure = testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(
-        [&] { unserialize(set, document); });
-    EXPECT_TRUE(failure.has_value()) << "the document was read: " << document.substr(0, 200);
-    return failure.value_or(IConfigurationSet::unsupportedException);
-}
-
 inline std::string settingElement(const std::string& name, const std::string& type,
                                   const std::string& text) {
     return "<setting name=\"" + name + "\" type=\"" + type + "\">" + text + "</setting>";
