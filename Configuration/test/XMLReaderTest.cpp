@@ -27,7 +27,7 @@ std::string documentWith(const std::string& body) {
            "</configuration>";
 }
 
-AutoRefCounted<IConfigurationSet> read(const std::string& document) {
+AutoRefCounted<IConfigurationSet> readSet(const std::string& document) {
     AutoRefCounted<IConfigurationSet> set = newXmlSet();
     unserialize(*set, document);
     return set;
@@ -35,7 +35,7 @@ AutoRefCounted<IConfigurationSet> read(const std::string& document) {
 
 // A set read from a document holding one root-level setting "/v".
 AutoRefCounted<IConfigurationSet> readOne(const std::string& type, const std::string& text) {
-    return read(documentWith(settingElement("v", type, text)));
+    return readSet(documentWith(settingElement("v", type, text)));
 }
 
 std::string stringAt(IConfigurationSet& set, const std::string& path) {
@@ -130,7 +130,7 @@ TEST(XMLReader, KeysFollowTheElementsAroundEachSetting) {
     };
     for (const auto& readCase : cases) {
         SCOPED_TRACE(readCase.document);
-        AutoRefCounted<IConfigurationSet> set = read(readCase.document);
+        AutoRefCounted<IConfigurationSet> set = readSet(readCase.document);
         std::vector<std::string> sorted = readCase.paths;
         std::sort(sorted.begin(), sorted.end());
         EXPECT_EQ(sorted, pathsOf(*set));
@@ -289,7 +289,7 @@ TEST(XMLReader, BombsBytesAndDocumentsBeyondTheBoundsFailQuickly) {
 
     EXPECT_EQ(
         60000u,
-        stringAt(*read(settingElement("s", "string", repeated("&amp;&lt;&#65;", 20000))), "/s")
+        stringAt(*readSet(settingElement("s", "string", repeated("&amp;&lt;&#65;", 20000))), "/s")
             .size());
     const size_t depth = XMLConfigurationSet::sd_maxElementDepth;
     EXPECT_EQ("read", outcomeOf(nested(depth - 1, settingElement("s", "int32", "1"))));
@@ -323,7 +323,7 @@ TEST(XMLReader, EveryTruncationOfAValidDocumentFailsOrReadsWhole) {
     const std::string document = serialized(*set);
     for (size_t length = 0; length < document.size(); ++length) {
         if (outcomeOf(document.substr(0, length)) == "read") {
-            EXPECT_EQ(3u, read(document.substr(0, length))->getSettingCount()) << length;
+            EXPECT_EQ(3u, readSet(document.substr(0, length))->getSettingCount()) << length;
         }
     }
 }

@@ -1,4 +1,4 @@
-#include "DomDocumentReader.h"
+#include "ReadComparison.h"
 
 #include <string>
 #include <utility>

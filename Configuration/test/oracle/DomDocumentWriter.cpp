@@ -1,4 +1,4 @@
-#include "DomDocumentWriter.h"
+#include "WriterComparison.h"
 
 #include <string>
 

@@ -1,16 +1,40 @@
-// Reads the same bytes with the library's XML reader and with the DOM reader it replaced, and
-// tells how the two outcomes differ.
+// The library's earlier XML reader, kept as the reference for its SAX2 reader (Xerces-C's DOM
+// parser builds the whole tree, which is then walked into settings), and the comparison of the
+// two on the same bytes.
 #ifndef ORVANDEL_CONFIGURATION_TEST_ORACLE_READCOMPARISON_H
 #define ORVANDEL_CONFIGURATION_TEST_ORACLE_READCOMPARISON_H
 
 #include <ios>
+#include <memory>
 #include <new>
 #include <string>
 
-#include "DomDocumentReader.h"
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/util/TransService.hpp>
+
+#include <orvandel/configuration/internal/XMLConfigurationSet.h>
+
 #include "FuzzSupport.h"
 
 namespace oracle {
+
+// An XML set whose unserialize is the DOM reader; serialize is the library's. Like the library's
+// reader it refuses elements with more than XMLDocumentReader::sd_maxAttributes attributes.
+class DomReadingSet : public com::orvandel::configuration::XMLConfigurationSet {
+  public:
+    DomReadingSet();
+
+    void unserialize(const unsigned char* in, size_t inLength) override;
+
+  private:
+    ~DomReadingSet() override = default;
+
+    // Adds the settings at or below element, whose branch path is path, to read.
+    void readElement(const xercesc::DOMElement& element, std::string& path, SettingMap& read,
+                     size_t depth);
+
+    std::unique_ptr<xercesc::XMLTranscoder> d_transcoder;  // UTF-16 to UCS-4LE (wchar_t)
+};
 
 // How reading the bytes into a set holding a few settings ends: the failure (or "read"), the
 // modified flag, and every setting: path, whether it is an earlier object kept, type and value.

@@ -10,8 +10,6 @@
 #include <orvandel/configuration/internal/Setting.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
-#include "DomDocumentWriter.h"
-
 namespace oracle {
 
 using namespace com::orvandel;

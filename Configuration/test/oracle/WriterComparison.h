@@ -1,15 +1,22 @@
-// What the differential test and the writer's fuzz target share: a set decoded from arbitrary
-// bytes, and the comparison of the library's XML writer with the DOM oracle on it.
+// The XML writer as the library once had it, kept as the tests' oracle (a Xerces-C DOM of the
+// document, printed by Xerces-C's DOM serializer), sets decoded from arbitrary bytes, and the
+// comparison of the library's writer with the oracle on them.
 #ifndef ORVANDEL_CONFIGURATION_TEST_ORACLE_WRITERCOMPARISON_H
 #define ORVANDEL_CONFIGURATION_TEST_ORACLE_WRITERCOMPARISON_H
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 
 namespace oracle {
+
+// The document of every setting of `set` in path order. Fails as the library's writer must:
+// xercesc::DOMException for a branch segment that is no XML name, serializationFailureException
+// for a path too deep or a character XML 1.0 cannot carry.
+std::vector<unsigned char> domDocument(com::orvandel::configuration::IConfigurationSet& set);
 
 // An XML set the bytes choose: every type (and one beyond), texts and names mixing markup,
 // whitespace, control characters, non-ASCII and invalid UTF-8, paths from a small vocabulary (so
