@@ -92,41 +92,39 @@ std::string nested(size_t depth, const std::string& innermost) {
 
 }  // namespace
 
-// Each case: a document and the paths it gives, with the int32 value read at the first path.
+// Each case: the int32 value read at the first of the paths, the paths, and the document.
 TEST(XMLReader, KeysFollowTheElementsAroundEachSetting) {
-    const std::string one = settingElement("x", "int32", "1");
-    const std::string two = settingElement("y", "int32", "2");
+    const std::string x = settingElement("x", "int32", "1");
+    const std::string y = settingElement("y", "int32", "2");
+    const std::string z = settingElement("z", "int32", "3");
     const struct {
-        std::string document;
-        std::vector<std::string> paths;
         int32_t first;
+        std::vector<std::string> paths;
+        std::string document;
     } cases[] = {
         // Root-level settings get a leading slash, branch settings do not.
-        {documentWith("<a><b>" + settingElement("c", "int32", "5") + "</b></a>" + two),
-         {"a/b/c", "/y"},
-         5},
+        {3, {"a/b/z", "/y"}, documentWith("<a><b>" + z + "</b></a>" + y)},
         // "configuration" elements add nothing to the path at any depth.
-        {documentWith("<configuration>" + one + "</configuration><a><configuration>" + two +
-                      "</configuration></a>"),
+        {1,
          {"/x", "a/y"},
-         1},
+         documentWith("<configuration>" + x + "</configuration><a>" + "<configuration>" + y +
+                      "</configuration></a>")},
         // A root of another name is a branch; a root named "setting" is one setting.
-        {"<other>" + one + "</other>", {"other/x"}, 1},
-        {two, {"/y"}, 2},
+        {1, {"other/x"}, "<other>" + x + "</other>"},
+        {2, {"/y"}, y},
         // Siblings after a branch see the same branch path.
-        {documentWith("<a><b>" + one + "</b>" + two + "<c>" + settingElement("z", "int32", "3") +
-                      "</c></a>" + settingElement("w", "int32", "4")),
+        {1,
          {"a/b/x", "/w", "a/c/z", "a/y"},
-         1},
+         documentWith("<a><b>" + x + "</b>" + y + "<c>" + z + "</c></a>" +
+                      settingElement("w", "int32", "4"))},
         // The later of two settings with the same key wins.
-        {documentWith(one + settingElement("x", "int32", "2")), {"/x"}, 2},
+        {2, {"/x"}, documentWith(x + settingElement("x", "int32", "2"))},
         // Other attributes and non-element children are ignored; the first text child is the
         // value, cut at a comment.
-        {documentWith("text<?pi data?><!-- c --><a extra=\"1\">more text" +
-                      std::string("<setting id=\"7\" name=\"x\" type=\"int32\">") +
-                      "<b/>5<!-- c -->6</setting></a>"),
+        {5,
          {"a/x"},
-         5},
+         documentWith("t<?pi d?><!-- c --><a e=\"1\">t<setting id=\"7\" name=\"x\" "
+                      "type=\"int32\"><b/>5<!-- c -->6</setting></a>")},
     };
     for (const auto& readCase : cases) {
         SCOPED_TRACE(readCase.document);
