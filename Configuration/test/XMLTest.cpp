@@ -76,22 +76,14 @@ T valueAt(IConfigurationSet& set, const std::string& path) {
     return value;
 }
 
-// Switches LC_ALL for one scope and restores the previous locale afterwards.
-class ScopedLocale {
-  public:
-    explicit ScopedLocale(const char* name)
-        : d_previous(std::setlocale(LC_ALL, nullptr)),
-          d_available(std::setlocale(LC_ALL, name) != nullptr) {}
-    ~ScopedLocale() { std::setlocale(LC_ALL, d_previous.c_str()); }
-    ScopedLocale(const ScopedLocale&) = delete;
-    ScopedLocale& operator=(const ScopedLocale&) = delete;
-
-    bool available() const { return d_available; }
-
-  private:
-    std::string d_previous;
-    bool d_available;
-};
+// Runs check with LC_ALL set to name, then restores the previous locale.
+template <class Check>
+void underLocale(const char* name, Check check) {
+    const std::string previous = std::setlocale(LC_ALL, nullptr);
+    ASSERT_NE(nullptr, std::setlocale(LC_ALL, name)) << name;
+    check();
+    std::setlocale(LC_ALL, previous.c_str());
+}
 
 std::string stringAt(IConfigurationSet& set, const std::string& path) {
     return *valueAt<const std::string*>(set, path);
@@ -475,23 +467,23 @@ TEST(XMLWriter, ValueTextsAreExactInEveryLocale) {
         {makeBinarySetting(std::vector<unsigned char>(46, 0)), base64Line + "AA==\n"},
     };
     for (const char* name : {"C", "POSIX", "C.UTF-8", "grouping"}) {
-        ScopedLocale locale(name == std::string("grouping") ? "C" : name);
-        ASSERT_TRUE(locale.available()) << name;
         const std::locale previous =
             std::locale::global(name == std::string("grouping")
                                     ? std::locale(std::locale::classic(), new GroupingNumbers)
                                     : std::locale::classic());
-        for (const auto& valueCase : cases) {
-            SCOPED_TRACE(std::string(name) + " " + valueCase.text);
-            const char* keyword = keywords[valueCase.setting->getType()];
-            AutoRefCounted<IConfigurationSet> set = newXmlSet();
-            set->insertSetting("/v", valueCase.setting);
-            EXPECT_EQ(written("\n  " + settingElement("v", keyword, valueCase.text) + "\n"),
-                      serialized(*set));
-            if (valueCase.readsBack) {
-                EXPECT_TRUE(setsEqual(readSet(serialized(*set)), set));
+        underLocale(name == std::string("grouping") ? "C" : name, [&] {
+            for (const auto& valueCase : cases) {
+                SCOPED_TRACE(std::string(name) + " " + valueCase.text);
+                const char* keyword = keywords[valueCase.setting->getType()];
+                AutoRefCounted<IConfigurationSet> set = newXmlSet();
+                set->insertSetting("/v", valueCase.setting);
+                EXPECT_EQ(written("\n  " + settingElement("v", keyword, valueCase.text) + "\n"),
+                          serialized(*set));
+                if (valueCase.readsBack) {
+                    EXPECT_TRUE(setsEqual(readSet(serialized(*set)), set));
+                }
             }
-        }
+        });
         std::locale::global(previous);
     }
 }
@@ -617,19 +609,19 @@ TEST(XMLWriter, SetsComeBackEqualFromTheirDocuments) {
 }
 
 TEST(XMLWriterDifferential, WritesWhatTheDomSerializerWritesForRandomSets) {
-    ScopedLocale locale("C.UTF-8");
-    ASSERT_TRUE(locale.available());
-    std::mt19937 random(20261123);
-    for (int round = 0; round < 1500; ++round) {
-        std::vector<uint8_t> bytes(random() % 160);
-        for (uint8_t& byte : bytes) {
-            byte = static_cast<uint8_t>(random());
+    underLocale("C.UTF-8", [] {
+        std::mt19937 random(20261123);
+        for (int round = 0; round < 1500; ++round) {
+            std::vector<uint8_t> bytes(random() % 160);
+            for (uint8_t& byte : bytes) {
+                byte = static_cast<uint8_t>(random());
+            }
+            ASSERT_EQ("", oracle::writerDifference(*oracle::xmlSetFrom(bytes.data(), bytes.size())))
+                << "round " << round;
         }
-        ASSERT_EQ("", oracle::writerDifference(*oracle::xmlSetFrom(bytes.data(), bytes.size())))
-            << "round " << round;
-    }
-    // A binary value long enough to be encoded in several parts.
-    auto set = newXmlSet();
-    set->insertSetting("a/blob", makeBinarySetting(std::vector<unsigned char>(100000, 7)));
-    EXPECT_EQ("", oracle::writerDifference(*set));
+        // A binary value long enough to be encoded in several parts.
+        auto set = newXmlSet();
+        set->insertSetting("a/blob", makeBinarySetting(std::vector<unsigned char>(100000, 7)));
+        EXPECT_EQ("", oracle::writerDifference(*set));
+    });
 }
