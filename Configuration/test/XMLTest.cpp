@@ -289,6 +289,11 @@ TEST(XMLReader, FailedReadsLeaveTheSetUnchanged) {
     ASSERT_GE(watch, 0);
     ASSERT_GE(inotify_add_watch(watch, secret.c_str(), IN_OPEN | IN_ACCESS), 0);
     ASSERT_GE(inotify_add_watch(watch, declarations.c_str(), IN_OPEN | IN_ACCESS), 0);
+    const auto expanding = [](size_t references) {
+        return "<!DOCTYPE configuration [<!ENTITY e \"x\">]><configuration>" +
+               settingElement("s", "string", "v" + repeated("&e;", references)) +
+               "</configuration>";
+    };
     const std::string fetched =
         "<configuration>" + settingElement("s", "string", "&x;") + "</configuration>";
     std::string bomb = "<!DOCTYPE configuration [<!ENTITY lol0 \"lollollollollollollol\">";
@@ -336,6 +341,8 @@ TEST(XMLReader, FailedReadsLeaveTheSetUnchanged) {
         {"failure",
          bomb + "]><configuration>" + settingElement("s", "string", "&lol9;") + "</configuration>"},
         {"failure", nested(100000, settingElement("s", "string", "deep"))},
+        {"read", expanding(50)},  // entity references are bounded, far below a parser's default
+        {"failure", expanding(200)},
         {"read", nested(depth - 1, settingElement("s", "int32", "1"))},
         {"failure", nested(depth, settingElement("s", "int32", "1"))},
         {"read", withQ(opened + attributes(bound - 2) + ">1</setting>")},
