@@ -4,7 +4,6 @@
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
-#include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -80,20 +79,18 @@ void addSetting(DOMDocument& document, XMLValueTextWriter& values, const std::st
 
 std::vector<unsigned char> domDocument(IConfigurationSet& set) {
     DOMImplementation* implementation = DOMImplementationRegistry::getDOMImplementation(u"LS");
-    const XercesReleased<DOMDocument> document(implementation->createDocument(
-        nullptr, u"configuration", nullptr, XMLPlatformUtils::fgMemoryManager));
+    const XercesReleased<DOMDocument> document(
+        implementation->createDocument(nullptr, u"configuration", nullptr));
     document->setXmlStandalone(true);
     XMLValueTextWriter values;
     std::string path;
     for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
         addSetting(*document, values, path, *set.retrieveSettingByIndex("", index, path));
     }
-    const XercesReleased<DOMLSSerializer> serializer(
-        implementation->createLSSerializer(XMLPlatformUtils::fgMemoryManager));
+    const XercesReleased<DOMLSSerializer> serializer(implementation->createLSSerializer());
     serializer->getDomConfig()->setParameter(XMLUni::fgDOMWRTFormatPrettyPrint, true);
-    const XercesReleased<DOMLSOutput> output(
-        implementation->createLSOutput(XMLPlatformUtils::fgMemoryManager));
-    MemBufFormatTarget target(1023, XMLPlatformUtils::fgMemoryManager);
+    const XercesReleased<DOMLSOutput> output(implementation->createLSOutput());
+    MemBufFormatTarget target;
     output->setByteStream(&target);
     bool written = false;
     try {
