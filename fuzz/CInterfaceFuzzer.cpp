@@ -2,12 +2,13 @@
 // typing, values of every kind, insertion, lookup, enumeration, removal, both serialised forms,
 // comparison and release.
 //
-// Invariants: every call returns one of the documented codes; no exception escapes (it would
-// abort the process); counts agree with enumeration; a binary set's form read into a fresh set
-// writes the same form again; every handle is released at the end, so the leak checker sees
-// every object freed.
+// Invariants: every call returns one of the documented codes, and 1 for a null handle; no
+// exception escapes (it would abort the process); a failed getter leaves its output alone; counts
+// agree with enumeration; a form is written at the length reported; every handle is released at the
+// end, so the leak checker sees every object freed.
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include <orvandel/configuration/ConfigurationAPI.h>
@@ -18,6 +19,10 @@ namespace {
 
 const char* const kSetTypes[] = {"BinaryConfigurationSet", "XMLConfigurationSet",
                                  "ConfigurationSet", "NoSuchType"};
+
+const unsigned char* u(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
+}
 
 // Reads the input a byte (or a few) at a time; past the end everything reads as zero.
 class Input {
@@ -53,13 +58,29 @@ class Input {
     size_t d_position;
 };
 
-void checkCode(uint32_t code) {
+// A call returns a documented code, and 1 when one of its handles was null.
+uint32_t checked(bool handlesPresent, uint32_t code) {
     FUZZ_CHECK(code <= ConfigurationResult_settingExistsAtPath);
+    FUZZ_CHECK(handlesPresent || code == ConfigurationResult_badArgument);
+    return code;
+}
+
+// A getter of T: on failure the caller's value is left as it was.
+template <class T>
+std::function<void(void*)> getter(uint32_t (*get)(void*, T*)) {
+    return [get](void* setting) {
+        T value;
+        std::memset(&value, 0xA5, sizeof value);
+        T before = value;
+        if (checked(setting, get(setting, &value)) != 0) {
+            FUZZ_CHECK(std::memcmp(&value, &before, sizeof value) == 0);
+        }
+    };
 }
 
 class Driver {
   public:
-    explicit Driver(Input& input) : d_input(input), d_sets(), d_settings() {}
+    explicit Driver(Input& input) : d_input(input) {}
 
     ~Driver() {
         for (void* set : d_sets) {
@@ -71,183 +92,141 @@ class Driver {
     }
 
     void step() {
-        switch (d_input.byte() % 16) {
-            case 0:
-                return createSet();
-            case 1:
-                return createSetting();
-            case 2:
-                return checkCode(Setting_initialize(setting(), d_input.byte() % 16));
-            case 3:
-                return setValue();
-            case 4:
-                return getValue();
-            case 5:
-                return checkCode(
-                    ConfigurationSet_insertSetting(set(), d_input.text().data(), setting()));
-            case 6:
-                return retrieve();
-            case 7:
-                return retrieveByIndex();
-            case 8:
-                return checkCode(ConfigurationSet_removeSetting(set(), d_input.text().data()));
-            case 9:
-                return checkCode(ConfigurationSet_removeAllSettings(set()));
-            case 10:
-                return roundTrip();
-            case 11:
-                return binary();
-            case 12:
-                return compare();
-            case 13:
-                return release();
-            case 14:
-                return queries();
-            default:
-                return strings();
-        }
+        using Operation = void (Driver::*)();
+        static const Operation kOperations[16] = {
+            &Driver::createSet, &Driver::createSetting,   &Driver::initialize,
+            &Driver::setValue,  &Driver::getValue,        &Driver::insert,
+            &Driver::retrieve,  &Driver::retrieveByIndex, &Driver::remove,
+            &Driver::removeAll, &Driver::roundTrip,       &Driver::binary,
+            &Driver::compare,   &Driver::release,         &Driver::queries,
+            &Driver::strings};
+        (this->*kOperations[d_input.byte() % 16])();
     }
 
   private:
     // A handle from the pool, or null now and then (every function must refuse it cleanly).
-    void* set() {
-        const uint8_t pick = d_input.byte();
-        return d_sets.empty() || pick == 255 ? nullptr : d_sets[pick % d_sets.size()];
+    void* pick(const std::vector<void*>& pool) {
+        const uint8_t choice = d_input.byte();
+        return pool.empty() || choice == 255 ? nullptr : pool[choice % pool.size()];
     }
-    void* setting() {
-        const uint8_t pick = d_input.byte();
-        return d_settings.empty() || pick == 255 ? nullptr : d_settings[pick % d_settings.size()];
+    void* set() { return pick(d_sets); }
+    void* setting() { return pick(d_settings); }
+
+    void initialize() {
+        void* target = setting();
+        checked(target, Setting_initialize(target, d_input.byte() % 16));
+    }
+
+    void getValue() {
+        void* target = setting();
+        getters()[d_input.byte() % 11](target);
+    }
+
+    // A second insertion at the same path is refused.
+    void insert() {
+        void* target = set();
+        const std::vector<unsigned char> path = d_input.text();
+        void* inserted = setting();
+        if (checked(target && inserted,
+                    ConfigurationSet_insertSetting(target, path.data(), inserted)) == 0) {
+            FUZZ_CHECK(ConfigurationSet_insertSetting(target, path.data(), inserted) ==
+                       ConfigurationResult_settingExistsAtPath);
+        }
+    }
+
+    void remove() {
+        void* target = set();
+        checked(target, ConfigurationSet_removeSetting(target, d_input.text().data()));
+    }
+
+    void removeAll() {
+        void* target = set();
+        checked(target, ConfigurationSet_removeAllSettings(target));
+    }
+
+    static const std::vector<std::function<void(void*)>>& getters() {
+        static const std::vector<std::function<void(void*)>> sd_getters{
+            getter(Setting_getBoolean), getter(Setting_getUCHAR),  getter(Setting_getUINT16),
+            getter(Setting_getUINT32),  getter(Setting_getUINT64), getter(Setting_getCHAR),
+            getter(Setting_getINT16),   getter(Setting_getINT32),  getter(Setting_getINT64),
+            getter(Setting_getFLOAT),   getter(Setting_getDOUBLE)};
+        return sd_getters;
     }
 
     void createSet() {
-        if (d_sets.size() >= 4) {
-            return;
-        }
         void* created = nullptr;
-        const char* type = kSetTypes[d_input.byte() % 4];
-        const uint32_t code = ConfigurationSetFactory_createConfigurationSet(
-            reinterpret_cast<const unsigned char*>(type), &created);
-        FUZZ_CHECK(code == 0 || code == ConfigurationResult_unsupportedType);
-        FUZZ_CHECK((code == 0) == (created != nullptr));
-        if (created != nullptr) {
-            d_sets.push_back(created);
+        if (d_sets.size() < 4) {
+            const uint32_t code = ConfigurationSetFactory_createConfigurationSet(
+                u(kSetTypes[d_input.byte() % 4]), &created);
+            FUZZ_CHECK(code == 0 || code == ConfigurationResult_unsupportedType);
+            adopt(code, created, d_sets, 4);
         }
     }
 
     void createSetting() {
-        if (d_settings.size() >= 8) {
-            return;
-        }
         void* created = nullptr;
-        FUZZ_CHECK(ConfigurationSetFactory_createSetting(&created) == 0);
-        d_settings.push_back(created);
+        if (d_settings.size() < 8) {
+            const uint32_t code = ConfigurationSetFactory_createSetting(&created);
+            adopt(code, created, d_settings, 8);
+        }
     }
 
     void setValue() {
         void* target = setting();
         const uint32_t value = d_input.number();
-        switch (d_input.byte() % 11) {
-            case 0:
-                return checkCode(Setting_setBoolean(target, value));
-            case 1:
-                return checkCode(Setting_setUCHAR(target, static_cast<unsigned char>(value)));
-            case 2:
-                return checkCode(Setting_setUINT16(target, static_cast<uint16_t>(value)));
-            case 3:
-                return checkCode(Setting_setUINT32(target, value));
-            case 4:
-                return checkCode(Setting_setUINT64(target, (uint64_t(value) << 32) | value));
-            case 5:
-                return checkCode(Setting_setCHAR(target, static_cast<signed char>(value)));
-            case 6:
-                return checkCode(Setting_setINT16(target, static_cast<int16_t>(value)));
-            case 7:
-                return checkCode(Setting_setINT32(target, static_cast<int32_t>(value)));
-            case 8:
-                return checkCode(Setting_setINT64(target, -static_cast<int64_t>(value)));
-            case 9: {
-                float number;
-                std::memcpy(&number, &value, sizeof number);
-                return checkCode(Setting_setFLOAT(target, number));
-            }
-            default:
-                return checkCode(Setting_setDOUBLE(target, static_cast<double>(value) / 7));
+        float single;
+        std::memcpy(&single, &value, sizeof single);
+        const uint32_t codes[] = {Setting_setBoolean(target, value),
+                                  Setting_setUCHAR(target, static_cast<unsigned char>(value)),
+                                  Setting_setUINT16(target, static_cast<uint16_t>(value)),
+                                  Setting_setUINT32(target, value),
+                                  Setting_setUINT64(target, (uint64_t(value) << 32) | value),
+                                  Setting_setCHAR(target, static_cast<signed char>(value)),
+                                  Setting_setINT16(target, static_cast<int16_t>(value)),
+                                  Setting_setINT32(target, static_cast<int32_t>(value)),
+                                  Setting_setINT64(target, -static_cast<int64_t>(value)),
+                                  Setting_setFLOAT(target, single),
+                                  Setting_setDOUBLE(target, static_cast<double>(value) / 7)};
+        // Exactly the setter of the setting's own type succeeds.
+        uint32_t successes = 0;
+        for (const uint32_t code : codes) {
+            successes += checked(target, code) == 0 ? 1 : 0;
         }
-    }
-
-    void getValue() {
-        void* target = setting();
-        union {
-            uint32_t b;
-            unsigned char u8;
-            uint16_t u16;
-            uint32_t u32;
-            uint64_t u64;
-            signed char i8;
-            int16_t i16;
-            int32_t i32;
-            int64_t i64;
-            float f;
-            double d;
-        } value;
-        switch (d_input.byte() % 11) {
-            case 0:
-                return checkCode(Setting_getBoolean(target, &value.b));
-            case 1:
-                return checkCode(Setting_getUCHAR(target, &value.u8));
-            case 2:
-                return checkCode(Setting_getUINT16(target, &value.u16));
-            case 3:
-                return checkCode(Setting_getUINT32(target, &value.u32));
-            case 4:
-                return checkCode(Setting_getUINT64(target, &value.u64));
-            case 5:
-                return checkCode(Setting_getCHAR(target, &value.i8));
-            case 6:
-                return checkCode(Setting_getINT16(target, &value.i16));
-            case 7:
-                return checkCode(Setting_getINT32(target, &value.i32));
-            case 8:
-                return checkCode(Setting_getINT64(target, &value.i64));
-            case 9:
-                return checkCode(Setting_getFLOAT(target, &value.f));
-            default:
-                return checkCode(Setting_getDOUBLE(target, &value.d));
+        uint32_t type = 0;
+        if (Setting_getType(target, &type) == 0) {
+            FUZZ_CHECK(successes == (type <= ConfigurationSettingType_double ? 1u : 0u));
         }
+        d_input.byte();
     }
 
     void retrieve() {
+        void* from = set();
         void* found = nullptr;
-        const uint32_t code =
-            ConfigurationSet_retrieveSetting(set(), d_input.text().data(), &found);
-        checkCode(code);
-        adopt(code, found);
+        const uint32_t code = ConfigurationSet_retrieveSetting(from, d_input.text().data(), &found);
+        adopt(checked(from, code), found, d_settings, 8);
     }
 
     void retrieveByIndex() {
+        void* from = set();
         void* found = nullptr;
         unsigned char path[8];
         uint32_t required = 0;
         const uint32_t capacity = d_input.byte() % (sizeof path + 1);
         const uint32_t code = ConfigurationSet_retrieveSettingByIndex(
-            set(), d_input.text().data(), d_input.byte() % 8, &found,
-            capacity == 0 ? nullptr : path, capacity, &required);
-        checkCode(code);
-        if (code == 0 && required <= capacity) {
+            from, d_input.text().data(), d_input.byte() % 8, &found, capacity == 0 ? nullptr : path,
+            capacity, &required);
+        if (checked(from, code) == 0 && required <= capacity) {
             FUZZ_CHECK(std::strlen(reinterpret_cast<const char*>(path)) + 1 == required);
         }
-        adopt(code, found);
+        adopt(code, found, d_settings, 8);
     }
 
     // Keeps a handle the library handed out, or releases it when the pool is full.
-    void adopt(uint32_t code, void* handle) {
+    void adopt(uint32_t code, void* handle, std::vector<void*>& pool, size_t limit) {
         FUZZ_CHECK((code == 0) == (handle != nullptr));
-        if (handle == nullptr) {
-            return;
-        }
-        if (d_settings.size() < 8) {
-            d_settings.push_back(handle);
-        } else {
+        if (handle != nullptr && pool.size() < limit) {
+            pool.push_back(handle);
+        } else if (handle != nullptr) {
             FUZZ_CHECK(Setting_releaseInstance(handle) == 0);
         }
     }
@@ -257,39 +236,17 @@ class Driver {
         void* source = set();
         void* target = set();
         uint32_t length = 0;
-        uint32_t code = ConfigurationSet_serialize(source, nullptr, 0, &length);
-        checkCode(code);
+        uint32_t code = checked(source, ConfigurationSet_serialize(source, nullptr, 0, &length));
         if (code != 0 && code != ConfigurationResult_outBufferTooSmall) {
             return;
         }
         std::vector<unsigned char> form(length + 1);
         uint32_t written = 0;
-        code = ConfigurationSet_serialize(source, form.data(), length, &written);
-        checkCode(code);
-        if (code != 0) {
-            return;
+        if (checked(source, ConfigurationSet_serialize(source, form.data(), length, &written)) ==
+            0) {
+            FUZZ_CHECK(written == length);
+            checked(target, ConfigurationSet_unserialize(target, form.data(), written));
         }
-        FUZZ_CHECK(written == length);
-        checkCode(ConfigurationSet_unserialize(target, form.data(), written));
-        checkFreshCopy(source, form, written);
-    }
-
-    // A binary form read into a fresh binary set writes the same form again.
-    void checkFreshCopy(void* source, const std::vector<unsigned char>& form, uint32_t length) {
-        unsigned char type[32];
-        uint32_t required = 0;
-        if (ConfigurationSet_getType(source, type, sizeof type, &required) != 0 ||
-            std::strcmp(reinterpret_cast<const char*>(type), "BinaryConfigurationSet") != 0) {
-            return;
-        }
-        void* copy = nullptr;
-        FUZZ_CHECK(ConfigurationSetFactory_createConfigurationSet(type, &copy) == 0);
-        FUZZ_CHECK(ConfigurationSet_unserialize(copy, form.data(), length) == 0);
-        std::vector<unsigned char> again(length + 1);
-        uint32_t written = 0;
-        FUZZ_CHECK(ConfigurationSet_serialize(copy, again.data(), length, &written) == 0);
-        FUZZ_CHECK(written == length && std::memcmp(again.data(), form.data(), length) == 0);
-        FUZZ_CHECK(ConfigurationSet_releaseInstance(copy) == 0);
     }
 
     void binary() {
@@ -297,48 +254,41 @@ class Driver {
         uint32_t length = d_input.byte() % 40;
         unsigned char bytes[64];
         std::memset(bytes, d_input.byte(), sizeof bytes);
-        switch (d_input.byte() % 4) {
-            case 0:
-                return checkCode(Setting_resizeBinaryBuffer(target, &length));
-            case 1:
-                return checkCode(Setting_setBinaryBuffer(target, bytes, length));
-            case 2: {
-                uint32_t required = 0;
-                return checkCode(Setting_getBinaryBuffer(target, length == 0 ? nullptr : bytes,
-                                                         length, &required));
-            }
-            default:
-                return checkCode(Setting_getBinaryLength(target, &length));
-        }
+        uint32_t required = 0;
+        const uint8_t which = d_input.byte() % 4;
+        checked(target, which == 0   ? Setting_resizeBinaryBuffer(target, &length)
+                        : which == 1 ? Setting_setBinaryBuffer(target, bytes, length)
+                        : which == 2 ? Setting_getBinaryBuffer(
+                                           target, length == 0 ? nullptr : bytes, length, &required)
+                                     : Setting_getBinaryLength(target, &length));
     }
 
     void strings() {
         void* target = setting();
-        if (d_input.byte() % 2 == 0) {
-            const std::vector<unsigned char> text = d_input.text();
-            checkCode(Setting_setString(target, text.data()));
+        const bool narrow = d_input.byte() % 2 == 0;
+        const std::vector<unsigned char> text = d_input.text();
+        uint32_t required = 0;
+        if (narrow) {
+            checked(target, Setting_setString(target, text.data()));
             unsigned char copy[8];
-            uint32_t required = 0;
-            checkCode(Setting_getString(target, copy, d_input.byte() % 9, &required));
+            checked(target, Setting_getString(target, copy, d_input.byte() % 9, &required));
         } else {
-            const std::vector<unsigned char> text = d_input.text();
             std::vector<wchar_t> wide(text.begin(), text.end());
             wide.back() = L'\U0001F600';
             wide.push_back(0);
-            checkCode(Setting_setUnicodeString(target, wide.data()));
+            checked(target, Setting_setUnicodeString(target, wide.data()));
             wchar_t copy[8];
-            uint32_t required = 0;
-            checkCode(Setting_getUnicodeString(target, copy, d_input.byte() % 9, &required));
+            checked(target, Setting_getUnicodeString(target, copy, d_input.byte() % 9, &required));
         }
     }
 
     void compare() {
         bool equal = false;
-        if (d_input.byte() % 2 == 0) {
-            checkCode(ConfigurationSet_equals(set(), set(), &equal));
-        } else {
-            checkCode(Setting_equals(setting(), setting(), &equal));
-        }
+        const bool sets = d_input.byte() % 2 == 0;
+        void* one = sets ? set() : setting();
+        void* other = sets ? set() : setting();
+        checked(one && other,
+                (sets ? ConfigurationSet_equals : Setting_equals)(one, other, &equal));
     }
 
     void release() {
@@ -358,19 +308,18 @@ class Driver {
         void* target = set();
         bool flag = false;
         uint32_t count = 0;
-        checkCode(ConfigurationSet_capLoadAndSave(target, &flag));
-        checkCode(ConfigurationSet_capSerialize(target, &flag));
-        checkCode(ConfigurationSet_checkModified(target, &flag));
-        if (ConfigurationSet_getSettingCount(target, &count) != 0) {
+        checked(target, ConfigurationSet_capLoadAndSave(target, &flag));
+        checked(target, ConfigurationSet_capSerialize(target, &flag));
+        checked(target, ConfigurationSet_checkModified(target, &flag));
+        if (checked(target, ConfigurationSet_getSettingCount(target, &count)) != 0) {
             return;
         }
         uint32_t enumerated = 0;
-        for (;; ++enumerated) {
+        for (uint32_t code = 0;; ++enumerated) {
             void* found = nullptr;
             uint32_t required = 0;
-            const uint32_t code = ConfigurationSet_retrieveSettingByIndex(
-                target, reinterpret_cast<const unsigned char*>(""), enumerated, &found, nullptr, 0,
-                &required);
+            code = ConfigurationSet_retrieveSettingByIndex(target, u(""), enumerated, &found,
+                                                           nullptr, 0, &required);
             if (code != 0) {
                 FUZZ_CHECK(code == ConfigurationResult_noSettingAtPath);
                 break;
@@ -380,7 +329,7 @@ class Driver {
         FUZZ_CHECK(enumerated == count);
         unsigned char message[64];
         uint32_t required = 0;
-        checkCode(Configuration_getLastErrorMessage(message, sizeof message, &required));
+        checked(true, Configuration_getLastErrorMessage(message, sizeof message, &required));
     }
 
     Input& d_input;

@@ -7,10 +7,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <orvandel/IRefCounted.h>
+#include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/IConfigurationSet.h>
 #include <orvandel/configuration/IConfigurationSetFactory.h>
 #include <orvandel/configuration/ISetting.h>
@@ -43,57 +46,39 @@ struct SettingSnapshot {
     }
 };
 
+// A value's bytes: a fixed-width value's own bytes, a text's characters, a buffer's contents.
 template <class T>
 std::vector<unsigned char> bytesOf(const ISetting& setting) {
-    T value;
+    T value{};
     setting.getValue(&value);
-    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(&value);
-    return std::vector<unsigned char>(bytes, bytes + sizeof value);
+    if constexpr (std::is_pointer_v<T>) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(value->data());
+        return std::vector<unsigned char>(bytes, bytes + value->size() * sizeof value->front());
+    } else {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&value);
+        return std::vector<unsigned char>(bytes, bytes + sizeof value);
+    }
 }
 
+inline std::vector<unsigned char> binaryBytesOf(const ISetting& setting) {
+    const unsigned char* binary = nullptr;
+    size_t length = 0;
+    setting.getLockedBinaryBuffer(&binary, &length);
+    return std::vector<unsigned char>(binary, binary + length);
+}
+
+// Indexed by type code.
 inline std::vector<unsigned char> valueBytes(const ISetting& setting) {
-    switch (setting.getType()) {
-        case ISetting::boolType:
-            return bytesOf<bool>(setting);
-        case ISetting::ucharType:
-            return bytesOf<unsigned char>(setting);
-        case ISetting::uint16Type:
-            return bytesOf<uint16_t>(setting);
-        case ISetting::uint32Type:
-            return bytesOf<uint32_t>(setting);
-        case ISetting::uint64Type:
-            return bytesOf<uint64_t>(setting);
-        case ISetting::charType:
-            return bytesOf<signed char>(setting);
-        case ISetting::int16Type:
-            return bytesOf<int16_t>(setting);
-        case ISetting::int32Type:
-            return bytesOf<int32_t>(setting);
-        case ISetting::int64Type:
-            return bytesOf<int64_t>(setting);
-        case ISetting::floatType:
-            return bytesOf<float>(setting);
-        case ISetting::doubleType:
-            return bytesOf<double>(setting);
-        case ISetting::stringType: {
-            const std::string* text = nullptr;
-            setting.getValue(&text);
-            return std::vector<unsigned char>(text->begin(), text->end());
-        }
-        case ISetting::unicodeString: {
-            const std::wstring* text = nullptr;
-            setting.getValue(&text);
-            const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text->data());
-            return std::vector<unsigned char>(bytes, bytes + text->size() * sizeof(wchar_t));
-        }
-        case ISetting::binaryType: {
-            const unsigned char* binary = nullptr;
-            size_t length = 0;
-            setting.getLockedBinaryBuffer(&binary, &length);
-            return std::vector<unsigned char>(binary, binary + length);
-        }
-    }
-    return {};
+    using Reader = std::vector<unsigned char> (*)(const ISetting&);
+    static const Reader readers[] = {bytesOf<bool>,     bytesOf<unsigned char>,
+                                     bytesOf<uint16_t>, bytesOf<uint32_t>,
+                                     bytesOf<uint64_t>, bytesOf<signed char>,
+                                     bytesOf<int16_t>,  bytesOf<int32_t>,
+                                     bytesOf<int64_t>,  bytesOf<float>,
+                                     bytesOf<double>,   bytesOf<const std::string*>,
+                                     binaryBytesOf,     bytesOf<const std::wstring*>};
+    const uint32_t type = setting.getType();
+    return type < std::size(readers) ? readers[type](setting) : std::vector<unsigned char>();
 }
 
 // Every setting of the set, in path order, enumerated through the public interface. The count
@@ -117,18 +102,7 @@ inline std::vector<SettingSnapshot> snapshot(const IConfigurationSet& set) {
 
 // The set's whole serialised form, through the length protocol.
 inline std::vector<unsigned char> serializeAll(IConfigurationSet& set) {
-    size_t length = 0;
-    try {
-        set.serialize(nullptr, 0, &length);
-        return {};
-    } catch (IConfigurationSet::ConfigurationSetException exception) {
-        FUZZ_CHECK(exception == IConfigurationSet::outBufferTooSmallException);
-    }
-    std::vector<unsigned char> form(length);
-    size_t written = 0;
-    set.serialize(form.data(), form.size(), &written);
-    FUZZ_CHECK(written == length);
-    return form;
+    return com::orvandel::configuration::serialize(set);
 }
 
 inline AutoRefCounted<IConfigurationSet> createSet(const char* type) {
@@ -138,25 +112,10 @@ inline AutoRefCounted<IConfigurationSet> createSet(const char* type) {
 // Gives the set a few settings of several types, so that a read has something to keep or
 // replace, and clears its modified flag.
 inline void populate(IConfigurationSet& set) {
-    const auto* factory = getConfigurationSetFactory();
-    AutoRefCounted<ISetting> number = factory->createSetting();
-    number->initialize(ISetting::int32Type);
-    number->setValue(static_cast<int32_t>(-7));
-    set.insertSetting("a/number", number);
-    AutoRefCounted<ISetting> text = factory->createSetting();
-    text->initialize(ISetting::stringType);
-    text->setValue(std::string("kept"));
-    set.insertSetting("/x", text);
-    AutoRefCounted<ISetting> binary = factory->createSetting();
-    binary->initialize(ISetting::binaryType);
-    size_t length = 3;
-    binary->resizeBinaryBuffer(&length);
-    unsigned char* bytes = nullptr;
-    binary->getBinaryBuffer(&bytes, &length);
-    bytes[0] = 1;
-    bytes[1] = 2;
-    bytes[2] = 3;
-    set.insertSetting("b/blob", binary);
+    using namespace com::orvandel::configuration;
+    put(set, "a/number", int32_t{-7});
+    put(set, "/x", std::string("kept"));
+    put(set, "b/blob", BinaryValue{1, 2, 3});
     set.checkModified();
 }
 

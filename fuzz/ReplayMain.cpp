@@ -10,39 +10,25 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
-namespace {
-
-int replayFile(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        std::fprintf(stderr, "cannot read %s\n", file.c_str());
-        return 1;
-    }
-    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
-    return 0;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    int failures = 0;
-    int replayed = 0;
+    std::vector<std::filesystem::path> files;
     for (int argument = 1; argument < argc; ++argument) {
-        const std::filesystem::path path(argv[argument]);
-        if (std::filesystem::is_directory(path)) {
-            for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
-                if (entry.is_regular_file()) {
-                    failures += replayFile(entry.path());
-                    ++replayed;
-                }
+        if (!std::filesystem::is_directory(argv[argument])) {
+            files.emplace_back(argv[argument]);
+            continue;
+        }
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[argument])) {
+            if (entry.is_regular_file()) {
+                files.push_back(entry.path());
             }
-        } else {
-            failures += replayFile(path);
-            ++replayed;
         }
     }
-    std::printf("replayed %d inputs, %d unreadable\n", replayed, failures);
-    return failures == 0 ? 0 : 1;
+    for (const std::filesystem::path& file : files) {
+        std::ifstream in;
+        in.exceptions(std::ios::failbit);  // an unreadable file ends the replay with a failure
+        in.open(file, std::ios::binary);
+        const std::vector<char> bytes(std::istreambuf_iterator<char>(in), {});
+        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    }
+    std::printf("replayed %zu inputs\n", files.size());
 }

@@ -1,11 +1,11 @@
-// Memory exhaustion at every point of the main operations: the allocation at which memory runs
-// out is moved through each operation, failing it and every later one. Each time the operation
-// either succeeds with the right result or fails cleanly: std::bad_alloc in C++ (the C functions:
-// their code for an untranslated failure and the message "out of memory"), the set and the file
-// as they were, and nothing aborted.
+// Memory runs out at each allocation of the main operations in turn, failing it and every later
+// one. Each time the operation either succeeds with the right result or fails cleanly: C++ with
+// std::bad_alloc, the C functions with their code and the message "out of memory"; the set and
+// the file stay as they were, and nothing aborts.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <new>
@@ -22,8 +22,7 @@ using namespace com::orvandel::configuration;
 
 namespace {
 
-// The number of allocations that still succeed; negative when none is ever refused.
-thread_local long sd_allocationsLeft = -1;
+thread_local long sd_allocationsLeft = -1;  // negative when none is ever refused
 thread_local bool sd_refused = false;
 
 void* allocate(std::size_t size) noexcept {
@@ -39,191 +38,135 @@ void* allocate(std::size_t size) noexcept {
 
 void* allocateOrThrow(std::size_t size) {
     void* memory = allocate(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
+    return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
 }  // namespace
 
-void* operator new(std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-    return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
+// clang-format off
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+// clang-format on
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-using testsupport::newBinarySet;
+using Set = AutoRefCounted<IConfigurationSet>;
+using testsupport::makeSetting;
 using testsupport::serializedForm;
-using testsupport::setsEqual;
 
-AutoRefCounted<IConfigurationSet> newSet(const std::string& type) {
+Set newSet(const std::string& type) {
     return getConfigurationSetFactory()->createConfigurationSet(type);
 }
 
-// A set of every value type, float and double among them.
-AutoRefCounted<IConfigurationSet> sampleSet(const std::string& type) {
-    const AutoRefCounted<IConfigurationSet> set = newSet(type);
-    set->insertSetting("a/float", testsupport::makeSetting(ISetting::floatType, -3.25f));
-    set->insertSetting("a/double", testsupport::makeSetting(ISetting::doubleType, -3.25));
-    set->insertSetting("a/int", testsupport::makeSetting(ISetting::int64Type, int64_t{-7}));
-    set->insertSetting(
-        "b/text", testsupport::makeSetting(ISetting::stringType, std::string("Gr\xc3\xbc\xc3\x9f"
-                                                                             "e")));
-    set->insertSetting("b/wide",
-                       testsupport::makeSetting(ISetting::unicodeString, std::wstring(L"w\u00fc")));
+// A set of every value type.
+Set sampleSet(const std::string& type) {
+    const Set set = newSet(type);
+    set->insertSetting("a/float", makeSetting(ISetting::floatType, -3.25f));
+    set->insertSetting("a/double", makeSetting(ISetting::doubleType, -3.25));
+    set->insertSetting("a/int", makeSetting(ISetting::int64Type, int64_t{-7}));
+    set->insertSetting("b/text", makeSetting(ISetting::stringType, std::string("Gr\xc3\xbc\xc3\x9f"
+                                                                               "e")));
+    set->insertSetting("b/wide", makeSetting(ISetting::unicodeString, std::wstring(L"w\u00fc")));
     set->insertSetting("c/blob", testsupport::makeBinarySetting({1, 2, 3, 250}));
-    set->insertSetting("c/flag", testsupport::makeSetting(ISetting::boolType, true));
+    set->insertSetting("c/flag", makeSetting(ISetting::boolType, true));
     return set;
 }
 
 // Runs operation with the n-th allocation and every later one refused, for n = 0, 1, ... until
-// it runs through without a refusal. check(completed) judges each run, with allocation allowed.
+// it runs through without a refusal, each run on a new thread (whose first failure must find a
+// place for its message). check(completed) then judges the run, with allocation allowed.
 void sweep(const std::function<void()>& operation, const std::function<void(bool)>& check) {
-    for (long allowed = 0;; ++allowed) {
+    bool refused = true;
+    for (long allowed = 0; refused; ++allowed) {
         SCOPED_TRACE("allocations allowed: " + std::to_string(allowed));
         bool completed = false;
-        sd_refused = false;
-        sd_allocationsLeft = allowed;
-        try {
-            operation();
-            completed = true;
-        } catch (const std::bad_alloc&) {
-        } catch (...) {
+        std::thread([&] {
+            sd_allocationsLeft = allowed;
+            try {
+                operation();
+                completed = true;
+            } catch (const std::bad_alloc&) {
+            } catch (...) {
+                sd_allocationsLeft = -1;
+                ADD_FAILURE() << "an exception other than std::bad_alloc";
+            }
             sd_allocationsLeft = -1;
-            ADD_FAILURE() << "an exception other than std::bad_alloc";
-        }
-        sd_allocationsLeft = -1;
+            refused = sd_refused;
+        }).join();
         check(completed);
-        if (completed && !sd_refused) {
-            return;
-        }
+        refused = refused || !completed;
     }
 }
 
 class AllocationFailure : public testing::TestWithParam<const char*> {};
 
-TEST_P(AllocationFailure, AReadFailsCleanlyOrReadsEveryValueRight) {
-    const AutoRefCounted<IConfigurationSet> expected = sampleSet(GetParam());
-    const Bytes form = serializedForm(*expected);
-    AutoRefCounted<IConfigurationSet> set = newSet(GetParam());
-    const Bytes before = serializedForm(*set);
-    sweep([&] { set->unserialize(form.data(), form.size()); },
-          [&](bool completed) {
-              if (completed) {
-                  ASSERT_TRUE(setsEqual(set, expected));
-                  set = newSet(GetParam());
-              } else {
-                  ASSERT_EQ(before, serializedForm(*set));
-              }
-          });
-}
-
-TEST_P(AllocationFailure, AWriteFailsCleanlyOrWritesTheWholeForm) {
-    const AutoRefCounted<IConfigurationSet> set = sampleSet(GetParam());
-    const Bytes expected = serializedForm(*set);
-    Bytes written;
-    sweep([&] { written = serializedForm(*set); },
-          [&](bool completed) {
-              if (completed) {
-                  ASSERT_EQ(expected, written);
-              }
-              ASSERT_EQ(expected, serializedForm(*set));
-          });
-}
-
-TEST_P(AllocationFailure, SaveAndLoadFailCleanlyAndKeepTheFileAndTheSet) {
+// Saving goes through writing the form and loading through reading it, so these sweeps reach
+// every allocation of both.
+TEST_P(AllocationFailure, SaveAndLoadFailCleanlyOrGiveTheWholeResult) {
+    const Set expected = sampleSet(GetParam());
+    const std::vector<unsigned char> form = serializedForm(*expected);
+    const std::vector<unsigned char> empty = serializedForm(*newSet(GetParam()));
     const testsupport::ScratchDirectory directory;
     const std::string file = directory.file("set");
-    const AutoRefCounted<IConfigurationSet> old = newSet(GetParam());
-    old->save(file);
-    const AutoRefCounted<IConfigurationSet> set = sampleSet(GetParam());
-    sweep([&] { set->save(file); },
+    newSet(GetParam())->save(file);
+    Set set = newSet(GetParam());
+    sweep([&] { expected->save(file); },
           [&](bool completed) {
-              const AutoRefCounted<IConfigurationSet> saved = newSet(GetParam());
-              saved->load(file);
-              ASSERT_TRUE(setsEqual(saved, completed ? set : old));
+              ASSERT_EQ(form, serializedForm(*expected));
+              set->load(file);
+              ASSERT_EQ(completed ? form : empty, serializedForm(*set));
+              set = newSet(GetParam());
               ASSERT_EQ(1, std::distance(std::filesystem::directory_iterator(directory.file("")),
                                          std::filesystem::directory_iterator()));
           });
-    AutoRefCounted<IConfigurationSet> loaded = newSet(GetParam());
-    sweep([&] { loaded->load(file); },
+    sweep([&] { set->load(file); },
           [&](bool completed) {
-              ASSERT_EQ(serializedForm(completed ? *set : *newSet(GetParam())),
-                        serializedForm(*loaded));
-              loaded = newSet(GetParam());
+              ASSERT_EQ(completed ? form : empty, serializedForm(*set));
+              set = newSet(GetParam());
           });
 }
 
 INSTANTIATE_TEST_SUITE_P(BothForms, AllocationFailure,
                          testing::Values("BinaryConfigurationSet", "XMLConfigurationSet"));
 
-// The text of the calling thread's last error message.
-std::string lastError() {
-    unsigned char text[256];
-    uint32_t required = 0;
-    return Configuration_getLastErrorMessage(text, sizeof text, &required) == 0
-               ? reinterpret_cast<const char*>(text)
-               : "";
-}
-
-// Each run on a new thread, whose first failing call must not abort for want of a place to keep
-// its message.
-TEST(AllocationFailureInC, ACallOnAFreshThreadFailsWithItsCodeAndTheMessageOfMemory) {
-    const Bytes form = serializedForm(*sampleSet("XMLConfigurationSet"));
-    for (long allowed = 0;; ++allowed) {
-        uint32_t results[3] = {1, 5, 5};
-        bool refused = false;
-        std::thread([&] {
-            void* set = nullptr;
-            void* setting = nullptr;
-            sd_allocationsLeft = allowed;
-            results[0] = ConfigurationSetFactory_createConfigurationSet(
-                reinterpret_cast<const unsigned char*>("XMLConfigurationSet"), &set);
-            if (results[0] == 0) {
-                results[1] = ConfigurationSet_unserialize(set, form.data(),
-                                                          static_cast<uint32_t>(form.size()));
+// A chain of C calls stops at the first failure, which has its code and the message of memory.
+TEST(AllocationFailureInC, ACallFailsWithItsCodeAndTheMessageOfMemory) {
+    const std::vector<unsigned char> form = serializedForm(*sampleSet("XMLConfigurationSet"));
+    const auto text = [](const char* characters) {
+        return reinterpret_cast<const unsigned char*>(characters);
+    };
+    void* set = nullptr;
+    void* setting = nullptr;
+    sweep(
+        [&] {
+            uint32_t failure = ConfigurationResult_badArgument;
+            uint32_t result =
+                ConfigurationSetFactory_createConfigurationSet(text("XMLConfigurationSet"), &set);
+            if (result == 0) {
+                failure = ConfigurationResult_serializationFailure;
+                result = ConfigurationSet_unserialize(set, form.data(), uint32_t(form.size()));
             }
-            if (results[1] == 0 && set != nullptr) {
-                results[2] = ConfigurationSet_retrieveSetting(
-                    set, reinterpret_cast<const unsigned char*>("a/double"), &setting);
+            if (result == 0) {
+                result = ConfigurationSet_retrieveSetting(set, text("a/double"), &setting);
             }
-            refused = sd_refused;
             sd_allocationsLeft = -1;
-            for (size_t call = 0; call < 3; ++call) {
-                const uint32_t failure = call == 0 ? ConfigurationResult_badArgument
-                                                   : ConfigurationResult_serializationFailure;
-                EXPECT_TRUE(results[call] == 0 || results[call] == failure) << results[call];
-                if (results[call] != 0) {
-                    const std::string message = lastError();
-                    EXPECT_NE(std::string::npos, message.find("out of memory")) << message;
-                    break;
-                }
-            }
+            unsigned char message[256] = {};
+            uint32_t required = 0;
+            Configuration_getLastErrorMessage(message, sizeof message, &required);
+            EXPECT_TRUE(result == 0 || result == failure) << result;
+            EXPECT_TRUE(result == 0 ||
+                        std::strstr(reinterpret_cast<char*>(message), "out of memory"))
+                << message;
+        },
+        [&](bool) {
+            double value = 0;
             if (setting != nullptr) {
-                double value = 0;
                 EXPECT_EQ(0u, Setting_getDOUBLE(setting, &value));
                 EXPECT_EQ(-3.25, value);
                 Setting_releaseInstance(setting);
@@ -231,11 +174,8 @@ TEST(AllocationFailureInC, ACallOnAFreshThreadFailsWithItsCodeAndTheMessageOfMem
             if (set != nullptr) {
                 ConfigurationSet_releaseInstance(set);
             }
-        }).join();
-        if (!refused) {
-            return;
-        }
-    }
+            set = setting = nullptr;
+        });
 }
 
 }  // namespace

@@ -22,33 +22,30 @@ using namespace com::orvandel::configuration;
 
 namespace {
 
-uint32_t countOf(const void* object) {
-    const IRefCounted* counted = static_cast<const ISetting*>(object);
+uint32_t countOf(const IRefCounted* counted) {
     counted->addRef();
     return counted->release();
 }
-
-uint32_t setCountOf(const void* object) {
-    const IRefCounted* counted = static_cast<const IConfigurationSet*>(object);
-    counted->addRef();
-    return counted->release();
+uint32_t countOf(const void* setting) {
+    return countOf(static_cast<const ISetting*>(setting));
 }
 
 std::string lastError() {
+    unsigned char text[256] = {};
     uint32_t required = 0;
-    Configuration_getLastErrorMessage(nullptr, 0, &required);
-    std::string text(required, '\0');
-    Configuration_getLastErrorMessage(reinterpret_cast<unsigned char*>(&text[0]), required,
-                                      &required);
-    text.resize(required - 1);
-    return text;
+    EXPECT_EQ(0u, Configuration_getLastErrorMessage(text, sizeof text, &required));
+    return reinterpret_cast<const char*>(text);
+}
+
+bool contains(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
 }
 
 const unsigned char* u(const char* text) {
     return reinterpret_cast<const unsigned char*>(text);
 }
 
-// A set whose operations fail in ways the library's own sets only do in rare conditions.
+// A set whose serialisation runs out of memory, and which counts its references mid-call.
 class FailingSet : public BinaryConfigurationSet {
   public:
     void serialize(unsigned char*, size_t, size_t*) override { throw std::bad_alloc(); }
@@ -67,124 +64,91 @@ class ThrowingSetting : public testsupport::ForeignSetting {
     void resizeBinaryBuffer(size_t*) override { throw std::bad_alloc(); }
 };
 
-}  // namespace
-
-TEST(ConfigurationAPICounts, CreatedObjectsCarryTheCallersReferenceAndCallsBalanceTheCount) {
+TEST(ConfigurationAPI, HandedOutObjectsCarryOneReferenceAndEveryCallBalancesTheCount) {
     void* set = nullptr;
     void* setting = nullptr;
-    ASSERT_EQ(0u,
-              ConfigurationSetFactory_createConfigurationSet(u("BinaryConfigurationSet"), &set));
+    ASSERT_EQ(0u, ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &set));
     ASSERT_EQ(0u, ConfigurationSetFactory_createSetting(&setting));
-    EXPECT_EQ(1u, setCountOf(set));
+    EXPECT_EQ("ConfigurationSetFactory", *getFactory()->getFactoryType());
+    EXPECT_EQ(1u, countOf(static_cast<const IConfigurationSet*>(set)));
     EXPECT_EQ(1u, countOf(setting));
-
     ASSERT_EQ(0u, ConfigurationSet_insertSetting(set, u("a"), setting));
-    EXPECT_EQ(2u, countOf(setting));  // the caller's and the set's
     ASSERT_EQ(8u, ConfigurationSet_insertSetting(set, u("a"), setting));
-    EXPECT_EQ(2u, countOf(setting));
+    EXPECT_EQ(2u, countOf(setting));  // the caller's and the set's
 
     void* first = nullptr;
     void* second = nullptr;
-    ASSERT_EQ(0u, ConfigurationSet_retrieveSetting(set, u("a"), &first));
+    void* untouched = &set;
     uint32_t required = 0;
+    ASSERT_EQ(0u, ConfigurationSet_retrieveSetting(set, u("a"), &first));
     ASSERT_EQ(
         0u, ConfigurationSet_retrieveSettingByIndex(set, u(""), 0, &second, nullptr, 0, &required));
-    EXPECT_EQ(setting, first);
-    EXPECT_EQ(setting, second);
-    EXPECT_EQ(4u, countOf(setting));
-    void* untouched = &set;
     EXPECT_EQ(7u, ConfigurationSet_retrieveSetting(set, u("b"), &untouched));
+    EXPECT_TRUE(first == setting && second == setting);
     EXPECT_EQ(4u, countOf(setting));
-
     Setting_releaseInstance(first);
     Setting_releaseInstance(second);
-    EXPECT_EQ(2u, countOf(setting));
     ConfigurationSet_releaseInstance(set);
     EXPECT_EQ(1u, countOf(setting));
     Setting_releaseInstance(setting);
+
+    // A call holds a reference of its own while it runs; a refused argument takes none.
+    AutoRefCounted<FailingSet> failing(new FailingSet());
+    void* instance = static_cast<IConfigurationSet*>(failing.operator->());
+    ASSERT_EQ(0u, ConfigurationSet_getSettingCount(instance, &required));
+    EXPECT_EQ(2u, failing->countDuringCall);
+    failing->countDuringCall = 0;
+    EXPECT_EQ(1u, ConfigurationSet_getSettingCount(instance, nullptr));
+    EXPECT_EQ(0u, failing->countDuringCall);
+    EXPECT_EQ(1u, countOf(static_cast<const IConfigurationSet*>(failing.operator->())));
 }
 
-TEST(ConfigurationAPICounts, ACallHoldsItsOwnReferenceAndGivesItBack) {
+// What no family translates stops at the boundary: 5 from a set function, 1 from a setting
+// function, outputs untouched, the count balanced and a message that says what happened.
+TEST(ConfigurationAPI, UntranslatedFailuresStopAtTheBoundaryWithoutChange) {
     AutoRefCounted<FailingSet> set(new FailingSet());
-    uint32_t count = 99;
-    ASSERT_EQ(0u, ConfigurationSet_getSettingCount(
-                      static_cast<IConfigurationSet*>(set.operator->()), &count));
-    EXPECT_EQ(2u, set->countDuringCall);
+    uint32_t kept = 17;
+    EXPECT_EQ(5u, ConfigurationSet_serialize(static_cast<IConfigurationSet*>(set.operator->()),
+                                             nullptr, 0, &kept));
+    EXPECT_EQ(17u, kept);
+    EXPECT_TRUE(contains(lastError(), "out of memory")) << lastError();
     EXPECT_EQ(1u, countOf(static_cast<const IConfigurationSet*>(set.operator->())));
 
-    // A refused argument takes no reference at all.
-    set->countDuringCall = 0;
-    EXPECT_EQ(1u, ConfigurationSet_getSettingCount(
-                      static_cast<IConfigurationSet*>(set.operator->()), nullptr));
-    EXPECT_EQ(0u, set->countDuringCall);
-}
+    AutoRefCounted<ISetting> throwing(new ThrowingSetting());
+    throwing->initialize(ISetting::uint32Type);
+    EXPECT_EQ(1u, Setting_getUINT32(throwing.operator->(), &kept));
+    EXPECT_EQ(17u, kept);
+    EXPECT_TRUE(contains(lastError(), "Setting_getUINT32: disk on fire")) << lastError();
+    EXPECT_EQ(1u, countOf(throwing.operator->()));
+    throwing->initialize(ISetting::binaryType);
+    EXPECT_EQ(1u, Setting_resizeBinaryBuffer(throwing.operator->(), &kept));
+    EXPECT_EQ(17u, kept);
+    EXPECT_TRUE(contains(lastError(), "out of memory")) << lastError();
 
-TEST(ConfigurationAPIUntranslated, ASetFunctionReportsOtherFailuresAsSerializationFailure) {
-    AutoRefCounted<FailingSet> set(new FailingSet());
-    void* instance = static_cast<IConfigurationSet*>(set.operator->());
-    uint32_t required = 17;
-    EXPECT_EQ(5u, ConfigurationSet_serialize(instance, nullptr, 0, &required));
-    EXPECT_EQ(17u, required);
-    EXPECT_EQ("out of memory", lastError());
-    EXPECT_EQ(1u, countOf(static_cast<const IConfigurationSet*>(set.operator->())));
-}
+    // A setting the library did not make is refused before the set changes.
+    void* plain = nullptr;
+    ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &plain);
+    EXPECT_EQ(5u, ConfigurationSet_insertSetting(plain, u("a"), throwing.operator->()));
+    EXPECT_TRUE(contains(lastError(), "insertSetting")) << lastError();
+    EXPECT_EQ(0u, ConfigurationSet_getSettingCount(plain, &kept));
+    EXPECT_EQ(0u, kept);
+    EXPECT_EQ(1u, countOf(throwing.operator->()));
 
-TEST(ConfigurationAPIUntranslated, InsertingASettingTheLibraryDidNotMakeFailsWithoutChange) {
-    void* set = nullptr;
-    ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &set);
-    AutoRefCounted<ISetting> foreign(
-        new testsupport::ForeignSetting(AutoRefCounted<ISetting>(new Setting())));
-    EXPECT_EQ(5u, ConfigurationSet_insertSetting(set, u("a"), foreign.operator->()));
-    EXPECT_NE(std::string::npos, lastError().find("the library created"));
-    uint32_t count = 9;
-    EXPECT_EQ(0u, ConfigurationSet_getSettingCount(set, &count));
-    EXPECT_EQ(0u, count);
-    EXPECT_EQ(1u, countOf(foreign.operator->()));
-    ConfigurationSet_releaseInstance(set);
-}
-
-TEST(ConfigurationAPIUntranslated, ASettingFunctionReportsOtherFailuresAsBadArgument) {
-    AutoRefCounted<ISetting> setting(new ThrowingSetting());
-    setting->initialize(ISetting::uint32Type);
-    uint32_t value = 3;
-    EXPECT_EQ(1u, Setting_getUINT32(setting.operator->(), &value));
-    EXPECT_EQ(3u, value);
-    EXPECT_EQ("Setting_getUINT32: disk on fire", lastError());
-    EXPECT_EQ(1u, countOf(setting.operator->()));
-
-    // Out of memory in a resize reports no length.
-    setting->initialize(ISetting::binaryType);
-    uint32_t length = 1000;
-    EXPECT_EQ(1u, Setting_resizeBinaryBuffer(setting.operator->(), &length));
-    EXPECT_EQ(1000u, length);
-    EXPECT_EQ("out of memory", lastError());
-}
-
-TEST(ConfigurationAPIErrors, TheLastErrorMessageBelongsToTheCallingThread) {
-    void* set = nullptr;
-    ConfigurationSetFactory_createConfigurationSet(u("ConfigurationSet"), &set);
-    EXPECT_EQ(7u, ConfigurationSet_removeSetting(set, u("here")));
+    // The message belongs to the calling thread.
     std::string seenByOtherThread = "unset";
     std::thread other([&] {
         seenByOtherThread = lastError();
-        ConfigurationSet_removeSetting(set, u("there"));
+        ConfigurationSet_removeSetting(plain, u("there"));
     });
     other.join();
     EXPECT_EQ("", seenByOtherThread);
-    EXPECT_EQ("no setting at path 'here'", lastError());
-    ConfigurationSet_releaseInstance(set);
+    EXPECT_TRUE(contains(lastError(), "insertSetting")) << lastError();
+    ConfigurationSet_releaseInstance(plain);
 }
 
-TEST(ConfigurationAPIFactory, BothEntryPointsReachTheSameFactory) {
-    const IConfigurationSetFactory* factory = getConfigurationSetFactory();
-    ASSERT_NE(nullptr, factory);
-    EXPECT_EQ(static_cast<const IFactory*>(factory), getFactory());
-    EXPECT_EQ("ConfigurationSetFactory", *getFactory()->getFactoryType());
-    EXPECT_THROW(factory->createConfigurationSet("configurationSet"),
-                 IConfigurationSetFactory::ConfigurationSetFactoryException);
-}
-
-TEST(ConfigurationAPIText, AValueHoldingANulIsCopiedUpToItWhileTheLengthCountsItAll) {
+// A value holding a NUL is copied up to it while the length counts it all; a text of 4 GiB or
+// more never fits a 32-bit capacity, and its required length is the largest count.
+TEST(ConfigurationAPI, TextIsCopiedOnlyWhenItsWholeLengthFits) {
     AutoRefCounted<ISetting> setting(new Setting());
     setting->initialize(ISetting::stringType);
     setting->setValue(std::string("ab\0cd", 5));
@@ -193,19 +157,15 @@ TEST(ConfigurationAPIText, AValueHoldingANulIsCopiedUpToItWhileTheLengthCountsIt
     ASSERT_EQ(0u, Setting_getString(setting.operator->(), text, sizeof text, &required));
     EXPECT_EQ(6u, required);
     EXPECT_EQ(0, std::memcmp(text, "ab\0xxxxx", sizeof text));
-}
 
-// A text of 4 GiB or more never fits a 32-bit capacity: nothing is copied, whatever the capacity,
-// and the required length is reported as the largest count rather than cut to a small one.
-TEST(ConfigurationAPIText, TextLongerThanA32BitCountIsNeverCopied) {
-    const char text[] = "abcd";
     for (const size_t length : {size_t{1} << 32, (size_t{1} << 32) + 4, size_t{UINT32_MAX}}) {
         for (const uint32_t capacity : {uint32_t{16}, uint32_t{UINT32_MAX}}) {
             unsigned char buffer[16] = {'x'};
-            uint32_t required = 0;
-            EXPECT_FALSE(api::copyText(text, length, buffer, capacity, &required)) << length;
+            EXPECT_FALSE(api::copyText("abcd", length, buffer, capacity, &required)) << length;
             EXPECT_EQ(UINT32_MAX, required);
             EXPECT_EQ('x', buffer[0]);
         }
     }
 }
+
+}  // namespace

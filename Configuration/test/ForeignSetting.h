@@ -5,14 +5,12 @@
 
 #include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/RefCounted.h>
-#include <orvandel/configuration/internal/Setting.h>
 
 namespace testsupport {
 
 using com::orvandel::AutoRefCounted;
 using com::orvandel::RefCounted;
 using com::orvandel::configuration::ISetting;
-using com::orvandel::configuration::Setting;
 
 class ForeignSetting : public RefCounted<ISetting> {
   public:
@@ -21,54 +19,38 @@ class ForeignSetting : public RefCounted<ISetting> {
     void initialize(Type type) override { d_inner->initialize(type); }
     Type getType() const override { return d_inner->getType(); }
 
-#define ORVANDEL_FORWARD_PAIR(T)             \
-    void getValue(T* value) const override { \
-        d_inner->getValue(value);            \
-    }                                        \
-    void setValue(T value) override {        \
-        d_inner->setValue(value);            \
-    }
-
-    ORVANDEL_FORWARD_PAIR(bool)
-    ORVANDEL_FORWARD_PAIR(unsigned char)
-    ORVANDEL_FORWARD_PAIR(uint16_t)
-    ORVANDEL_FORWARD_PAIR(uint32_t)
-    ORVANDEL_FORWARD_PAIR(uint64_t)
-    ORVANDEL_FORWARD_PAIR(signed char)
-    ORVANDEL_FORWARD_PAIR(int16_t)
-    ORVANDEL_FORWARD_PAIR(int32_t)
-    ORVANDEL_FORWARD_PAIR(int64_t)
-    ORVANDEL_FORWARD_PAIR(float)
-    ORVANDEL_FORWARD_PAIR(double)
-#undef ORVANDEL_FORWARD_PAIR
-
-    void getValue(const std::string** value) const override {
-        d_inner->getValue(value);
-    }
-    void setValue(const std::string& value) override {
-        d_inner->setValue(value);
-    }
-    void getValue(const std::wstring** value) const override {
-        d_inner->getValue(value);
-    }
-    void setValue(const std::wstring& value) override {
-        d_inner->setValue(value);
-    }
     void getLockedBinaryBuffer(const unsigned char** binary, size_t* length) const override {
         d_inner->getLockedBinaryBuffer(binary, length);
     }
     void getBinaryBuffer(unsigned char** binary, size_t* length) override {
         d_inner->getBinaryBuffer(binary, length);
     }
-    void getBinaryLength(size_t* length) const override {
-        d_inner->getBinaryLength(length);
-    }
-    void resizeBinaryBuffer(size_t* length) override {
-        d_inner->resizeBinaryBuffer(length);
-    }
+    void getBinaryLength(size_t* length) const override { d_inner->getBinaryLength(length); }
+    void resizeBinaryBuffer(size_t* length) override { d_inner->resizeBinaryBuffer(length); }
     bool equals(AutoRefCounted<const ISetting> r_hand) const override {
         return d_inner->equals(r_hand);
     }
+
+    // clang-format off
+#define ORVANDEL_FORWARD_PAIR(GET, SET)                                     \
+    void getValue(GET value) const override { d_inner->getValue(value); }   \
+    void setValue(SET value) override { d_inner->setValue(value); }
+    // clang-format on
+
+    ORVANDEL_FORWARD_PAIR(bool*, bool)
+    ORVANDEL_FORWARD_PAIR(unsigned char*, unsigned char)
+    ORVANDEL_FORWARD_PAIR(uint16_t*, uint16_t)
+    ORVANDEL_FORWARD_PAIR(uint32_t*, uint32_t)
+    ORVANDEL_FORWARD_PAIR(uint64_t*, uint64_t)
+    ORVANDEL_FORWARD_PAIR(signed char*, signed char)
+    ORVANDEL_FORWARD_PAIR(int16_t*, int16_t)
+    ORVANDEL_FORWARD_PAIR(int32_t*, int32_t)
+    ORVANDEL_FORWARD_PAIR(int64_t*, int64_t)
+    ORVANDEL_FORWARD_PAIR(float*, float)
+    ORVANDEL_FORWARD_PAIR(double*, double)
+    ORVANDEL_FORWARD_PAIR(const std::string**, const std::string&)
+    ORVANDEL_FORWARD_PAIR(const std::wstring**, const std::wstring&)
+#undef ORVANDEL_FORWARD_PAIR
 
   protected:
     ~ForeignSetting() override = default;

@@ -8,24 +8,17 @@
 #include <ios>
 #include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include <orvandel/configuration/internal/BinaryConfigurationSet.h>
-#include <orvandel/configuration/internal/ConfigurationSet.h>
+#include <orvandel/configuration/Convenience.h>
 
+#include "FuzzSupport.h"
 #include "TestSupport.h"
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
-using testsupport::makeBinarySetting;
-using testsupport::makeSetting;
-using testsupport::newBinarySet;
-using testsupport::newPlainSet;
-using testsupport::pathsOf;
-using testsupport::ScratchDirectory;
-using testsupport::serializedForm;
-using testsupport::setsEqual;
+using namespace orvandel_fuzz;
+using namespace testsupport;
 
 namespace {
 
@@ -37,44 +30,29 @@ Bytes contentsOf(const std::string& path) {
 }
 
 void writeFile(const std::string& path, const Bytes& bytes) {
-    std::ofstream file(path, std::ios_base::binary | std::ios_base::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
+    std::ofstream(path, std::ios_base::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
 }
 
-AutoRefCounted<IConfigurationSet> sampleBinarySet() {
-    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-    set->insertSetting("group/value", makeSetting(ISetting::uint32Type, uint32_t{7}));
-    set->insertSetting("group/name", makeSetting(ISetting::stringType, std::string("seven")));
-    set->insertSetting("blob", makeBinarySetting({0, 1, 2, 3}));
-    set->insertSetting("wide", makeSetting(ISetting::unicodeString, std::wstring(L"sieben")));
-    return set;
-}
-
-TEST(SetTypes, EachTypeReportsItsNameAndCapabilities) {
-    const AutoRefCounted<IConfigurationSet> plain = newPlainSet();
-    EXPECT_EQ(0u, plain->getSettingCount());
-    EXPECT_FALSE(plain->checkModified());
-    EXPECT_EQ("ConfigurationSet", *plain->getType());
-    EXPECT_FALSE(plain->capLoadAndSave());
-    EXPECT_FALSE(plain->capSerialize());
+// The plain set has no form: each persistence call is refused, serialising reports the length as
+// zero, and save neither creates nor touches a file; the set and its flag stay as they were.
+TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrTheSet) {
     const AutoRefCounted<IConfigurationSet> binary = newBinarySet();
     EXPECT_EQ("BinaryConfigurationSet", *binary->getType());
-    EXPECT_TRUE(binary->capLoadAndSave());
-    EXPECT_TRUE(binary->capSerialize());
     EXPECT_EQ(binary->getType(), binary->getType());
-}
-
-// Serialising reports the length as zero; save neither creates nor touches a file.
-TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrTheSet) {
+    EXPECT_TRUE(binary->capLoadAndSave() && binary->capSerialize());
+    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
+    EXPECT_EQ("ConfigurationSet", *set->getType());
+    EXPECT_FALSE(set->capLoadAndSave() || set->capSerialize() || set->checkModified());
+    EXPECT_EQ(0u, set->getSettingCount());
     const ScratchDirectory directory;
     const std::string saved = directory.file("saved.bin");
-    sampleBinarySet()->save(saved);
+    createPopulatedSet("BinaryConfigurationSet")->save(saved);
     const std::string missing = directory.file("missing.bin");
     const std::string existing = directory.file("existing.bin");
     writeFile(existing, {1, 2, 3});
-    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
-    set->insertSetting("p", makeSetting(ISetting::int32Type, int32_t{1}));
+    put(*set, "p", int32_t{1});
     size_t length = 99;
     unsigned char buffer[64];
     const std::vector<std::function<void()>> calls{
@@ -86,9 +64,8 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
         [&] { set->load(missing); }};
     for (const bool flagged : {true, false}) {  // the insertion raised the flag
         for (size_t call = 0; call < calls.size(); ++call) {
-            EXPECT_EQ(
-                IConfigurationSet::unsupportedException,
-                testsupport::thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
+            EXPECT_EQ(IConfigurationSet::unsupportedException,
+                      thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
                 << "call " << call;
         }
         EXPECT_EQ(flagged, set->checkModified());
@@ -99,93 +76,66 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
     EXPECT_EQ((std::vector<std::string>{"p"}), pathsOf(*set));
 }
 
+// Saving replaces a longer file with exactly the set's form; loading it (or an empty file) merges
+// and clears the flag. A set remembers no file to save to.
 TEST(BinaryFiles, ASavedSetLoadsBackEqualAndTheFileHoldsExactlyItsForm) {
     const ScratchDirectory directory;
     const std::string file = directory.file("set.bin");
-    const AutoRefCounted<IConfigurationSet> saved = sampleBinarySet();
+    writeFile(file, Bytes(1000, 0x5A));
+    const AutoRefCounted<IConfigurationSet> saved = createPopulatedSet("BinaryConfigurationSet");
+    put(*saved, "wide", std::wstring(L"sieben"));
     saved->save(file);
     EXPECT_FALSE(saved->checkModified());
-    EXPECT_EQ(serializedForm(*saved), contentsOf(file));
+    EXPECT_EQ(serialize(*saved), contentsOf(file));
     const AutoRefCounted<IConfigurationSet> loaded = newBinarySet();
-    loaded->insertSetting("p", makeSetting(ISetting::int32Type, int32_t{1}));
+    put(*loaded, "p", int32_t{1});
     loaded->removeSetting("p");
     loaded->load(file);
-    EXPECT_TRUE(setsEqual(saved, loaded));
+    EXPECT_TRUE(equals(*saved, *loaded));
     EXPECT_FALSE(loaded->checkModified());
-}
-
-TEST(BinaryFiles, SavingTruncatesALongerFile) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("set.bin");
-    writeFile(file, Bytes(1000, 0x5A));
-    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-    set->insertSetting("a", makeSetting(ISetting::uint16Type, uint16_t{0x1234}));
-    set->save(file);
-    EXPECT_EQ(15u, contentsOf(file).size());
     newBinarySet()->save(file);
-    EXPECT_TRUE(std::filesystem::exists(file));
     EXPECT_EQ(0u, std::filesystem::file_size(file));
+    put(*loaded, "kept", int32_t{1});
+    loaded->load(file);
+    EXPECT_EQ(5u, loaded->getSettingCount());
+    EXPECT_FALSE(loaded->checkModified());
+    EXPECT_THROW(loaded->save(""), std::ios_base::failure);
 }
 
-TEST(BinaryFiles, AnEmptyFileLoadsAsNoSettingsAndClearsTheFlag) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("empty.bin");
-    writeFile(file, {});
-    const AutoRefCounted<IConfigurationSet> set = newBinarySet();
-    set->insertSetting("kept", makeSetting(ISetting::int32Type, int32_t{1}));
-    set->load(file);
-    EXPECT_EQ((std::vector<std::string>{"kept"}), pathsOf(*set));
-    EXPECT_FALSE(set->checkModified());
-}
-
-// A failed load leaves the settings and the flag as they were, whichever state the flag had:
-// a missing file or a directory give the stream failure, a malformed file the reader's failure.
+// A failed load leaves the settings and the flag as they were: a missing file or a directory give
+// the stream failure, a malformed file the reader's failure. A failed save creates nothing.
 TEST(BinaryFiles, AFailedLoadChangesNothing) {
     const ScratchDirectory directory;
     const std::string subdirectory = directory.file("sub");
     std::filesystem::create_directory(subdirectory);
     const std::string malformed = directory.file("bad.bin");
-    Bytes form = serializedForm(*sampleBinarySet());
+    Bytes form = serialize(*createPopulatedSet("BinaryConfigurationSet"));
     form.pop_back();
     writeFile(malformed, form);
-    for (const auto& [file, streamFailure] : std::vector<std::pair<std::string, bool>>{
-             {directory.file("missing.bin"), true}, {subdirectory, true}, {malformed, false}}) {
+    for (const std::string& file : {directory.file("missing.bin"), subdirectory, malformed}) {
         for (const bool flaggedBefore : {false, true}) {
             SCOPED_TRACE(file + (flaggedBefore ? " flagged" : ""));
-            const AutoRefCounted<IConfigurationSet> set = sampleBinarySet();
-            const Bytes before = serializedForm(*set);
-            const AutoRefCounted<ISetting> held = set->retrieveSetting("group/value");
-            set->checkModified();
+            const AutoRefCounted<IConfigurationSet> set =
+                createPopulatedSet("BinaryConfigurationSet");
+            const auto before = snapshot(*set);
             if (flaggedBefore) {
-                held->setValue(uint32_t{7});
+                set->retrieveSetting("a/number")->setValue(int32_t{-7});
             }
-            if (streamFailure) {
+            if (file != malformed) {
                 EXPECT_THROW(set->load(file), std::ios_base::failure);
             } else {
                 EXPECT_THROW(set->load(file), IConfigurationSet::ConfigurationSetException);
             }
             EXPECT_EQ(flaggedBefore, set->checkModified());
-            EXPECT_EQ(held.operator->(), set->retrieveSetting("group/value").operator->());
-            EXPECT_EQ(before, serializedForm(*set));
+            EXPECT_TRUE(before == snapshot(*set));
         }
     }
-}
-
-TEST(BinaryFiles, SavingIntoAMissingDirectoryThrowsAndCreatesNothing) {
-    const ScratchDirectory directory;
-    const std::string file = directory.file("no/such/dir/set.bin");
-    const AutoRefCounted<IConfigurationSet> set = sampleBinarySet();
-    EXPECT_THROW(set->save(file), std::ios_base::failure);
+    // Opening fails after the form was taken, which has cleared the flag.
+    const AutoRefCounted<IConfigurationSet> set = createPopulatedSet("BinaryConfigurationSet");
+    put(*set, "p", int32_t{1});
+    EXPECT_THROW(set->save(directory.file("no/such/dir/set.bin")), std::ios_base::failure);
     EXPECT_FALSE(std::filesystem::exists(directory.file("no")));
     EXPECT_FALSE(set->checkModified());
-}
-
-TEST(BinaryFiles, ASetRemembersNoFile) {
-    const ScratchDirectory directory;
-    const AutoRefCounted<IConfigurationSet> set = sampleBinarySet();
-    set->save(directory.file("first.bin"));
-    set->load(directory.file("first.bin"));
-    EXPECT_THROW(set->save(""), std::ios_base::failure);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -66,9 +67,7 @@ inline AutoRefCounted<ISetting> makeBinarySetting(const std::vector<unsigned cha
     setting->resizeBinaryBuffer(&length);
     unsigned char* buffer = nullptr;
     setting->getBinaryBuffer(&buffer, &length);
-    for (size_t i = 0; i < length; ++i) {
-        buffer[i] = bytes[i];
-    }
+    std::copy(bytes.begin(), bytes.end(), buffer);
     return setting;
 }
 

@@ -1,58 +1,122 @@
-// A scratch directory per test and a way to run the installed orvconf in it.
+// A scratch directory per test as the working directory, and the installed orvconf run in it.
 #ifndef ORVCONF_TEST_ORVCONFFIXTURE_H
 #define ORVCONF_TEST_ORVCONFFIXTURE_H
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 struct ProgramResult {
-    int status = -1;  // the exit status, or -1 when the program did not exit normally
+    int status;  // the exit status, or -1 when the program did not exit normally
     std::string out;
     std::string err;
 };
 
-// Runs argv[0] (searched in PATH when it has no "/") with the arguments, standard input empty,
-// and collects its exit status and output.
-ProgramResult runProgram(const std::vector<std::string>& argv);
+inline std::string readFile(const std::string& name) {
+    std::ifstream stream(name, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+}
 
-// True when a program of that name is found in PATH.
-bool programExists(const std::string& name);
+inline void writeFile(const std::string& name, const std::string& bytes) {
+    std::ofstream(name, std::ios::binary) << bytes;
+}
+
+inline bool contains(const std::string& text, const std::string& word) {
+    return text.find(word) != std::string::npos;
+}
+
+// Runs a command of the shell, in which $ORVCONF names the installed orvconf, with standard input
+// empty unless the command redirects it.
+inline ProgramResult shell(const std::string& command) {
+    const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
+    const int status = std::system(
+        ("(" + command + ") </dev/null >" + output + ".out 2>" + output + ".err").c_str());
+    ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(output + ".out"),
+                         readFile(output + ".err")};
+    std::filesystem::remove(output + ".out");
+    std::filesystem::remove(output + ".err");
+    return result;
+}
+
+// Runs the words as a program and its arguments, each cut at a NUL as the system does.
+inline ProgramResult runProgram(const std::vector<std::string>& words) {
+    std::string command;
+    for (const std::string& word : words) {
+        command += " '";
+        for (const char* c = word.c_str(); *c != 0; ++c) {
+            command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
+        }
+        command += "'";
+    }
+    return shell(command);
+}
 
 class OrvconfTest : public ::testing::Test {
   protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        char directory[] = "/tmp/orvconf-test-XXXXXX";
+        ASSERT_NE(::mkdtemp(directory), nullptr);
+        d_directory = directory;
+        ::chmod(directory, 0755);  // open to the unprivileged user some tests run as
+        ASSERT_EQ(::chdir(directory), 0);
+        ::setenv("ORVCONF", ORVCONF_INSTALLED_PROGRAM, 1);
+    }
 
-    // Runs the installed orvconf with the arguments.
-    ProgramResult orvconf(const std::vector<std::string>& arguments) const;
+    // Gives back write permission that a test took away, then removes everything.
+    void TearDown() override {
+        shell("chmod -R u+w '" + d_directory + "'; rm -rf '" + d_directory + "'");
+    }
 
-    // Runs the installed orvconf as an unprivileged user when the tests run as root (root
-    // ignores permission bits), otherwise as the current user.
-    ProgramResult orvconfUnprivileged(const std::vector<std::string>& arguments) const;
+    static ProgramResult orvconf(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), ORVCONF_INSTALLED_PROGRAM);
+        return runProgram(arguments);
+    }
 
-    // The full name of a file in the scratch directory.
-    std::string file(const std::string& name) const;
+    // The names in a directory, a line each, in byte order.
+    static std::string listing(const std::string& directory = ".") {
+        return shell("LC_ALL=C ls -A " + directory).out;
+    }
 
-    std::string readFile(const std::string& name) const;
-    void writeFile(const std::string& name, const std::string& bytes) const;
+    // Expects the status, no output, and one error line "orvconf: ..." holding every word.
+    static void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
+                              int status = 2) {
+        EXPECT_EQ(result.status, status);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.rfind("orvconf: ", 0), 0u) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        for (const std::string& word : words) {
+            EXPECT_TRUE(contains(result.err, word)) << word << " in " << result.err;
+        }
+    }
 
-    // The names in a directory of the scratch directory ("" for itself), sorted.
-    std::vector<std::string> directoryEntries(const std::string& name) const;
+    static void expectSuccess(const ProgramResult& result) {
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+    }
 
-    // Expects exit status 2, no output, and exactly one error line beginning with "orvconf: "
-    // that contains every one of the words.
-    static void expectFailure(const ProgramResult& result,
-                              std::initializer_list<std::string> words);
+    // Runs orvconf and expects the output and the status, and no error output.
+    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out,
+                             int status = 0) {
+        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
+        const ProgramResult result = orvconf(arguments);
+        EXPECT_EQ(result.status, status) << result.err;
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.out, out);
+    }
 
-    // Expects exit status 0 and no error output.
-    static void expectSuccess(const ProgramResult& result);
-
-    // orvconf set, expected to succeed.
-    void set(const std::string& name, const std::string& path, const std::string& type,
-             const std::string& value) const;
+    static void set(const std::string& name, const std::string& path, const std::string& type,
+                    const std::string& value) {
+        expectOutput({"set", name, path, type, value}, "");
+    }
 
   private:
     std::string d_directory;
