@@ -33,6 +33,8 @@ const Comparison kComparisons[] = {
     {"XML serialise", "xml_serialize", "xerces_build_serialize", 1.2, 100000},
     {"XML serialise, query + fill", "xml_query_fill", "xerces_serialize", 1.0, 1000},
     {"XML serialise, query + fill", "xml_query_fill", "xerces_serialize", 0.5, 100000},
+    {"XML serialise, query + fill, set read from XML", "xml_query_fill_loaded", "xerces_serialize",
+     0, 0},
     {"XML read", "xml_read", "xerces_parse_walk", 1.2, 100000},
     {"XML read vs DOM parse alone", "xml_read", "xerces_dom_parse", 0.75, 1000},
 };
