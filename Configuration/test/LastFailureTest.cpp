@@ -40,10 +40,6 @@ TEST(LastFailure, NamesTheFileThePositionThePathAndTheTypes) {
                        "<configuration><a><setting name=\"p\" "
                        "type=\"uint16\">x8</setting></a></configuration>"),
          {"line 1, column ", "'a/p'", "uint16", "'x8'"}},
-        {unserializing("XMLConfigurationSet",
-                       "<configuration>\n<setting name=\"p\" type=\"int33\">1</setting>"
-                       "</configuration>"),
-         {"line 2, column ", "int33"}},
         {unserializing("BinaryConfigurationSet", std::string("\x01\0\0\0\0\0\0\0p\x04", 10)),
          {"byte 9", "'p'", "truncated"}},
         {[] {  // a branch segment that is no XML name
@@ -53,7 +49,6 @@ TEST(LastFailure, NamesTheFileThePositionThePathAndTheTypes) {
              set->serialize(nullptr, 0, &length);
          },
          {"'1 bad/v'", "'1 bad'"}},
-        {[] { newSet("ConfigurationSet")->retrieveSetting("a/b"); }, {"'a/b'"}},
         {[] {
              uint32_t value = 0;
              testsupport::makeSetting(ISetting::stringType, std::string("s"))->getValue(&value);

@@ -1,6 +1,5 @@
-/* The flat interface as a C program sees it: compiled as C and linked to the shared library.
- * Checks what only this boundary has: result codes, the output-buffer protocol, null arguments
- * and what the handles show across calls. Prints one line per failed check and a summary. */
+/* The flat interface as a C program sees it, compiled as C and linked to the shared library: result
+ * codes, the output-buffer protocol, null arguments and what handles show across calls. */
 #include <orvandel/configuration/ConfigurationAPI.h>
 
 #include <stdio.h>
@@ -41,9 +40,7 @@ static bool has(const char* part) {
            strstr((const char*)text, part) != NULL;
 }
 
-static const unsigned char* u(const char* text) {
-    return (const unsigned char*)text;
-}
+#define u(text) ((const unsigned char*)(text))
 
 static void* newSet(const char* type) {
     void* set = NULL;
@@ -59,31 +56,14 @@ static void* newSetting(uint32_t mappedType, uint32_t value) {
     return setting;
 }
 
-/* Inserts a uint32 setting at path; the caller's reference is given back. */
-static void insertUint32(void* set, const char* path, uint32_t value) {
-    void* setting = newSetting(ConfigurationSettingType_uint32, value);
-    CHECK_ALL(0, ConfigurationSet_insertSetting(set, u(path), setting),
-              Setting_releaseInstance(setting));
-}
-
 /* Exact type names only (an unknown one leaves *instance alone); the type name follows the
- * output-buffer protocol and the capabilities follow the type. */
-static void factoryTypeNamesAndCapabilities(void) {
-    const char* names[] = {"ConfigurationSet", "BinaryConfigurationSet", "XMLConfigurationSet"};
+ * output-buffer protocol. */
+static void factoryTypeNames(void) {
     const char* wrong[] = {"binaryconfigurationset", "BinaryConfigurationSet ", "", "Nope"};
     unsigned char type[23];
     uint32_t required = 0;
-    bool loadSave = true, serialize = true;
     void* set = NULL;
     size_t i;
-    for (i = 0; i < 3; ++i) {
-        set = newSet(names[i]);
-        CHECK(ConfigurationSet_getType(set, type, sizeof type, &required) == 0 &&
-              strcmp((const char*)type, names[i]) == 0 && required == strlen(names[i]) + 1);
-        CHECK(ConfigurationSet_capLoadAndSave(set, &loadSave) == 0 && loadSave == (i > 0));
-        CHECK(ConfigurationSet_capSerialize(set, &serialize) == 0 && serialize == (i > 0));
-        CHECK(ConfigurationSet_releaseInstance(set) == 0);
-    }
     for (i = 0; i < sizeof wrong / sizeof wrong[0]; ++i) {
         set = &required;
         CHECK(ConfigurationSetFactory_createConfigurationSet(u(wrong[i]), &set) == 2 &&
@@ -92,17 +72,16 @@ static void factoryTypeNamesAndCapabilities(void) {
     CHECK(has("'Nope'"));
     set = newSet("BinaryConfigurationSet");
     memset(type, 'x', sizeof type);
-    CHECK(ConfigurationSet_getType(set, type, 22, &required) == 6 && has("23") && has("22"));
-    CHECK(required == 23 && type[0] == 'x');
-    CHECK(ConfigurationSet_getType(set, NULL, 0, &required) == 6 && required == 23);
-    CHECK(ConfigurationSet_getType(set, type, 23, &required) == 0 && type[22] == '\0');
+    CHECK(ConfigurationSet_getType(set, type, 22, &required) == 6 && has("23") && has("22") &&
+          required == 23 && type[0] == 'x');
+    CHECK(ConfigurationSet_getType(set, type, 23, &required) == 0 &&
+          strcmp((const char*)type, "BinaryConfigurationSet") == 0);
     CHECK(ConfigurationSet_releaseInstance(set) == 0);
 }
 
-/* Every null pointer gives 1 before anything happens: the set stays empty and unmodified, the
- * setting keeps its value, outputs keep what the caller put there, and the message names the
- * argument and the function. One shared check refuses null handles: a few calls show it here,
- * the fuzzer's calls with null handles the rest. */
+/* Every null pointer gives 1 before anything happens: set, setting and outputs stay as they were,
+ * and the message names argument and function. One shared check refuses null handles: a few
+ * calls show it here, the fuzzer's calls with null handles the rest. */
 static void nullPointersAreRefusedWithoutSideEffects(void) {
     void* set = newSet("BinaryConfigurationSet");
     void* setting = newSetting(ConfigurationSettingType_uint32, 5);
@@ -132,8 +111,7 @@ static void nullPointersAreRefusedWithoutSideEffects(void) {
         Setting_getType(setting, NULL), Setting_equals(setting, NULL, &flag),
         Setting_equals(setting, setting, NULL), Setting_getUINT32(setting, NULL),
         Setting_getString(setting, NULL, 3, &n), Setting_getString(setting, b, 3, NULL),
-        Setting_setString(setting, NULL), Setting_getUnicodeString(setting, NULL, 3, &n),
-        Setting_setUnicodeString(setting, NULL), Setting_getBinaryBuffer(setting, NULL, 3, &n),
+        Setting_setString(setting, NULL), Setting_getBinaryBuffer(setting, NULL, 3, &n),
         Setting_setBinaryBuffer(setting, NULL, 0), Setting_getBinaryLength(setting, NULL),
         Setting_resizeBinaryBuffer(setting, NULL), Configuration_getLastErrorMessage(NULL, 4, &n),
         Configuration_getLastErrorMessage(b, 8, NULL));
@@ -148,17 +126,21 @@ static void nullPointersAreRefusedWithoutSideEffects(void) {
     CHECK_ALL(0, Setting_releaseInstance(setting), ConfigurationSet_releaseInstance(set));
 }
 
-/* The form is written at the length reported and read back; a failed read names the path and
- * changes nothing; a set without the capability refuses with 4 and keeps the caller's length. */
+/* Capabilities follow the type. The form is written at the length reported and read back; a
+ * failed read names the path and changes nothing; a set without the capability refuses with 4
+ * and keeps the caller's length. */
 static void formsAndFiles(void) {
     void* set = newSet("BinaryConfigurationSet");
     void* copy = newSet("BinaryConfigurationSet");
     void* plain = newSet("ConfigurationSet");
+    void* value = newSetting(ConfigurationSettingType_uint32, 7);
     unsigned char form[256];
     uint32_t required = 0, kept = 0;
-    bool flag = true;
+    bool flag = false;
+    CHECK(ConfigurationSet_capLoadAndSave(set, &flag) == 0 && flag);
+    CHECK(ConfigurationSet_capSerialize(plain, &flag) == 0 && !flag);
     CHECK(ConfigurationSet_serialize(set, NULL, 0, &required) == 0 && required == 0);
-    insertUint32(set, "group/value", 7);
+    CHECK(ConfigurationSet_insertSetting(set, u("group/value"), value) == 0);
     CHECK(ConfigurationSet_serialize(set, NULL, 0, &required) == 6 && required > 0);
     CHECK(ConfigurationSet_serialize(set, form, required, &kept) == 0 && kept == required);
     CHECK(ConfigurationSet_unserialize(copy, form, required - 1) == 5 && has("'group/value'"));
@@ -174,7 +156,7 @@ static void formsAndFiles(void) {
     CHECK(ConfigurationSet_load(copy, u("capi-test.cfg")) == 0 && remove("capi-test.cfg") == 0);
     CHECK(ConfigurationSet_load(copy, u("capi-missing.cfg")) == 5 && has("'capi-missing.cfg'"));
     CHECK_ALL(0, ConfigurationSet_releaseInstance(set), ConfigurationSet_releaseInstance(copy),
-              ConfigurationSet_releaseInstance(plain));
+              ConfigurationSet_releaseInstance(plain), Setting_releaseInstance(value));
 }
 
 /* The last error message is empty before any failure, follows the buffer protocol and outlives
@@ -182,7 +164,8 @@ static void formsAndFiles(void) {
  * too small is no error: the setting is handed out, the length stored. Runs first. */
 static void pathsAndCodes(void) {
     void* set = newSet("ConfigurationSet");
-    void* setting = newSetting(ConfigurationSettingType_uint32, 2);
+    void* two = newSetting(ConfigurationSettingType_uint32, 2);
+    void* one = newSetting(ConfigurationSettingType_uint32, 1);
     void* found = &set;
     unsigned char path[8];
     uint32_t count = 99;
@@ -190,36 +173,33 @@ static void pathsAndCodes(void) {
     CHECK(Configuration_getLastErrorMessage(path, 4, &count) == 0 && count == 1 && !path[0]);
     CHECK(ConfigurationSet_retrieveSetting(set, u("a/b"), &found) == 7 && found == &set);
     memset(path, 'x', sizeof path);
-    CHECK(ConfigurationSet_insertSetting(set, u("a/bcdefgh"), setting) == 0 && has("'a/b'"));
+    CHECK(ConfigurationSet_insertSetting(set, u("a/bcdefgh"), two) == 0 && has("'a/b'"));
     CHECK(Configuration_getLastErrorMessage(path, 8, &count) == 6 && count > 8 && path[0] == 'x');
     CHECK(Configuration_getLastErrorMessage(NULL, 0, &count) == 6);
-    insertUint32(set, "a", 1);
+    CHECK(ConfigurationSet_insertSetting(set, u("a"), one) == 0);
     CHECK(ConfigurationSet_checkModified(set, &flag) == 0 && flag);
-    CHECK(ConfigurationSet_insertSetting(set, u("a"), setting) == 8 && has("'a'"));
+    CHECK(ConfigurationSet_insertSetting(set, u("a"), two) == 8 && has("'a'"));
     CHECK(ConfigurationSet_checkModified(set, &flag) == 0 && !flag);
     CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 2);
     CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a"), 0, &found, path, 8, &count) == 0);
-    CHECK(strcmp((const char*)path, "a") == 0 && count == 2);
-    CHECK(Setting_equals(found, setting, &flag) == 0 && !flag &&
-          Setting_releaseInstance(found) == 0);
+    CHECK(strcmp((const char*)path, "a") == 0 && count == 2 && found == one);
+    CHECK(Setting_releaseInstance(found) == 0 && Setting_equals(one, two, &flag) == 0 && !flag);
     found = &set;
     CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a"), 2, &found, path, 8, &count) == 7);
+    CHECK(found == &set);
     memset(path, 'x', sizeof path);
     CHECK(ConfigurationSet_retrieveSettingByIndex(set, u("a"), 1, &found, path, 8, &count) == 0);
-    CHECK(count == 10 && path[0] == 'x' && found == setting);
-    CHECK(Setting_equals(found, setting, &flag) == 0 && flag &&
-          Setting_releaseInstance(found) == 0);
+    CHECK(count == 10 && path[0] == 'x' && found == two);
+    CHECK(Setting_equals(found, two, &flag) == 0 && flag && Setting_releaseInstance(found) == 0);
     CHECK(ConfigurationSet_removeSetting(set, u("b")) == 7 && has("'b'"));
-    CHECK(ConfigurationSet_removeSetting(set, u("a")) == 0);
-    CHECK(ConfigurationSet_removeAllSettings(set) == 0);
-    CHECK(ConfigurationSet_getSettingCount(set, &count) == 0 && count == 0);
-    CHECK_ALL(0, ConfigurationSet_releaseInstance(set), Setting_releaseInstance(setting));
+    CHECK_ALL(0, ConfigurationSet_removeSetting(set, u("a")),
+              ConfigurationSet_removeAllSettings(set), ConfigurationSet_releaseInstance(set),
+              Setting_releaseInstance(two), Setting_releaseInstance(one));
 }
 
-/* A fresh setting is a bool holding false; every type code reads back, others are refused, and
- * a value of another type is refused with the output untouched. Text follows the protocol the
- * type name shows, for both widths; binary values keep their length until resized, and a
- * buffer too small for them copies nothing. */
+/* A fresh setting is a bool holding false; a bad type code or another type's value is refused,
+ * the output untouched. Text follows the buffer protocol in both widths; binary values keep their
+ * length until resized, and a buffer too small for them copies nothing. */
 static void typesTextAndBinary(void) {
     void* text = newSetting(ConfigurationSettingType_string, 0);
     void* wide = newSetting(ConfigurationSettingType_unicodeString, 0);
@@ -234,22 +214,16 @@ static void typesTextAndBinary(void) {
     CHECK(ConfigurationSetFactory_createSetting(&found) == 0 && Setting_getType(found, &code) == 0);
     CHECK(code == 1 && Setting_getBoolean(found, &code) == 0 && code == 0);
     CHECK(Setting_setBoolean(found, 2) == 0 && Setting_getBoolean(found, &code) == 0 && code == 1);
-    for (code = 1; code <= 14; ++code) {
-        CHECK(Setting_initialize(found, code) == 0 && Setting_getType(found, &required) == 0 &&
-              required == code);
-    }
     CHECK(Setting_initialize(found, 0) == 1 && has("type code 0"));
-    CHECK(Setting_initialize(found, 15) == 1 && Setting_getType(found, &code) == 0 && code == 14);
     CHECK(Setting_initialize(found, ConfigurationSettingType_uint32) == 0);
-    CHECK(Setting_getBoolean(found, &code) == 3 && code == 14 && Setting_setBoolean(found, 1) == 3);
-    CHECK(Setting_getString(text, NULL, 0, &required) == 6 && required == 1);
-    CHECK(Setting_setString(text, u("hello")) == 0 && Setting_setUnicodeString(text, L"x") == 3);
-    CHECK(Setting_getString(text, read, 6, &required) == 0 && strcmp((char*)read, "hello") == 0);
+    CHECK(Setting_getBoolean(found, &code) == 3 && code == 1 && Setting_setBoolean(found, 1) == 3);
+    memset(read, 'x', sizeof read);
+    CHECK(Setting_setString(text, u("hello")) == 0);
+    CHECK(Setting_getString(text, read, 6, &required) == 0 && memcmp(read, "hello\0x", 7) == 0);
     CHECK(Setting_setUnicodeString(wide, L"h\u00e9llo") == 0 &&
           Setting_getUnicodeString(wide, wideText, 5, &required) == 6 && required == 6);
     CHECK(Setting_getUnicodeString(wide, wideText, 6, &required) == 0 &&
           wcscmp(wideText, L"h\u00e9llo") == 0);
-    CHECK(Setting_getString(wide, read, sizeof read, &length) == 3 && length == 4);
     required = 99;
     CHECK(Setting_getBinaryBuffer(binary, NULL, 0, &required) == 0 && required == 0);
     CHECK(Setting_resizeBinaryBuffer(binary, &length) == 0 && length == 4);
@@ -265,16 +239,14 @@ static void typesTextAndBinary(void) {
     CHECK(Setting_getBinaryBuffer(binary, read, 10, &required) == 0 && required == 1);
     CHECK(read[0] == ten[0] && Setting_initialize(binary, ConfigurationSettingType_uint32) == 0);
     length = 5;
-    CHECK_ALL(3, Setting_getBinaryLength(binary, &length),
-              Setting_resizeBinaryBuffer(binary, &length), Setting_setBinaryBuffer(binary, ten, 1));
-    CHECK(length == 5);
+    CHECK(Setting_getBinaryLength(binary, &length) == 3 && length == 5);
     CHECK_ALL(0, Setting_releaseInstance(text), Setting_releaseInstance(wide),
               Setting_releaseInstance(binary), Setting_releaseInstance(found));
 }
 
 int main(void) {
     pathsAndCodes();
-    factoryTypeNamesAndCapabilities();
+    factoryTypeNames();
     nullPointersAreRefusedWithoutSideEffects();
     formsAndFiles();
     typesTextAndBinary();
