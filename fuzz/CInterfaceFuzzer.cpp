@@ -109,8 +109,7 @@ struct Input {
 
     // One of a few paths that collide, nest and hold a character of two bytes.
     const unsigned char* path() {
-        static const char* const kPaths[] = {"a",        "a/b",        "a/b/c", "b",
-                                             "\xc3\xa9", "a/\xc3\xa9", ""};
+        static const char* const kPaths[] = {"a", "a/b", "a/b/c", "\xc3\xa9", "a/\xc3\xa9", ""};
         return u(kPaths[byte() % (sizeof kPaths / sizeof kPaths[0])]);
     }
 

@@ -21,7 +21,6 @@ using namespace com::orvandel::configuration;
 
 namespace {
 
-// The reference count of a handle of the flat interface.
 template <class Interface>
 uint32_t countOf(const void* handle) {
     static_cast<const Interface*>(handle)->addRef();
