@@ -34,32 +34,6 @@ inline bool contains(const std::string& text, const std::string& word) {
     return text.find(word) != std::string::npos;
 }
 
-// Runs a command of the shell, in which $ORVCONF names the installed orvconf, with standard input
-// empty unless the command redirects it.
-inline ProgramResult shell(const std::string& command) {
-    const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
-    const int status = std::system(
-        ("(" + command + ") </dev/null >" + output + ".out 2>" + output + ".err").c_str());
-    ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(output + ".out"),
-                         readFile(output + ".err")};
-    std::filesystem::remove(output + ".out");
-    std::filesystem::remove(output + ".err");
-    return result;
-}
-
-// Runs the words as a program and its arguments, each cut at a NUL as the system does.
-inline ProgramResult runProgram(const std::vector<std::string>& words) {
-    std::string command;
-    for (const std::string& word : words) {
-        command += " '";
-        for (const char* c = word.c_str(); *c != 0; ++c) {
-            command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
-        }
-        command += "'";
-    }
-    return shell(command);
-}
-
 class OrvconfTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -76,9 +50,29 @@ class OrvconfTest : public ::testing::Test {
         shell("chmod -R u+w '" + d_directory + "'; rm -rf '" + d_directory + "'");
     }
 
-    static ProgramResult orvconf(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), ORVCONF_INSTALLED_PROGRAM);
-        return runProgram(arguments);
+    // Runs a shell command, in which $ORVCONF names the installed orvconf, with empty input.
+    static ProgramResult shell(const std::string& command) {
+        const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
+        const int status = std::system(
+            ("(" + command + ") </dev/null >" + output + ".out 2>" + output + ".err").c_str());
+        ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+                             readFile(output + ".out"), readFile(output + ".err")};
+        std::filesystem::remove(output + ".out");
+        std::filesystem::remove(output + ".err");
+        return result;
+    }
+
+    // Runs orvconf with the arguments, each quoted for the shell and cut at a NUL.
+    static ProgramResult orvconf(const std::vector<std::string>& arguments) {
+        std::string command = "\"$ORVCONF\"";
+        for (const std::string& argument : arguments) {
+            command += " '";
+            for (const char* c = argument.c_str(); *c != 0; ++c) {
+                command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
+            }
+            command += "'";
+        }
+        return shell(command);
     }
 
     // The names in a directory, a line each, in byte order.
@@ -98,24 +92,23 @@ class OrvconfTest : public ::testing::Test {
         }
     }
 
-    static void expectSuccess(const ProgramResult& result) {
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err, "");
-    }
-
-    // Runs orvconf and expects the output and the status, and no error output.
-    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out,
+    // Expects the output and the status, and no error output.
+    static void expectResult(const ProgramResult& result, const std::string& out = "",
                              int status = 0) {
-        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
-        const ProgramResult result = orvconf(arguments);
         EXPECT_EQ(result.status, status) << result.err;
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(result.out, out);
     }
 
+    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
+                             int status = 0) {
+        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
+        expectResult(orvconf(arguments), out, status);
+    }
+
     static void set(const std::string& name, const std::string& path, const std::string& type,
                     const std::string& value) {
-        expectOutput({"set", name, path, type, value}, "");
+        expectOutput({"set", name, path, type, value});
     }
 
   private:
