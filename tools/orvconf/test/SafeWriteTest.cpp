@@ -9,9 +9,11 @@ unsigned permissions(const std::string& name) {
     return unsigned(std::filesystem::status(name).permissions());
 }
 
-// Where the directory forbids writing (as an unprivileged user when run as root), set and
-// convert fail and leave the file as it was; a refused value creates no file.
-TEST_F(SafeWriteTest, AWriteThatCannotReplaceTheFileKeepsTheOldOne) {
+// Where the directory forbids writing (to an unprivileged user when run as root), set and convert
+// fail and leave the file as it was, and a refused value creates no file. A replacement keeps the
+// mode (one that forbids writing is overridden only with --force) and the symbolic link; a new
+// file gets what the umask allows; no temporary file is left.
+TEST_F(SafeWriteTest, AReplacementIsWholeOrNothingAndKeepsModeAndLinks) {
     ASSERT_EQ(::mkdir("locked", 0755), 0);
     set("locked/c.cfg", "x", "int32", "1");
     const std::string before = readFile("locked/c.cfg");
@@ -25,41 +27,30 @@ TEST_F(SafeWriteTest, AWriteThatCannotReplaceTheFileKeepsTheOldOne) {
     EXPECT_EQ(readFile("locked/c.cfg"), before);
     EXPECT_EQ(listing("locked"), "c.cfg\n");
     expectFailure(orvconf({"set", "new.cfg", "x", "int32", "99999999999"}), {"new.cfg"});
-    EXPECT_EQ(listing(), "locked\n");
-}
 
-// A replacement keeps the mode (one that forbids writing is overridden only with --force) and
-// the symbolic link; a new file gets what the umask allows; no temporary file is left.
-TEST_F(SafeWriteTest, AReplacementKeepsModeAndLinks) {
-    set("ro.xml", "a/x", "int32", "1");
-    ASSERT_EQ(::chmod("ro.xml", 0444), 0);
-    const std::string before = readFile("ro.xml");
-    expectFailure(orvconf({"remove", "ro.xml", "a/x"}), {"ro.xml", "--force"});
-    EXPECT_EQ(readFile("ro.xml"), before);
-    expectOutput({"set", "--force", "ro.xml", "a/x", "int32", "2"});
-    EXPECT_EQ(permissions("ro.xml"), 0444u);
-    expectOutput({"get", "ro.xml", "a/x"}, "2\n");
-
-    set("p.cfg", "x", "int32", "1");
-    ASSERT_EQ(::chmod("p.cfg", 0640) | ::symlink("p.cfg", "link.cfg"), 0);
-    set("link.cfg", "y", "int32", "2");
-    EXPECT_EQ(permissions("p.cfg"), 0640u);
-    EXPECT_TRUE(std::filesystem::is_symlink("link.cfg"));
-    expectOutput({"print", "p.cfg"}, "x (int32) = 1\ny (int32) = 2\n");
+    set("p.xml", "a/x", "int32", "1");
+    ASSERT_EQ(::chmod("p.xml", 0444) | ::symlink("p.xml", "link.xml"), 0);
+    const std::string readOnly = readFile("p.xml");
+    expectFailure(orvconf({"remove", "link.xml", "a/x"}), {"link.xml", "--force"});
+    EXPECT_EQ(readFile("p.xml"), readOnly);
+    expectOutput({"set", "--force", "link.xml", "a/y", "int32", "2"});
+    EXPECT_EQ(permissions("p.xml"), 0444u);
+    EXPECT_TRUE(std::filesystem::is_symlink("link.xml"));
+    expectOutput({"print", "p.xml"}, "a/x (int32) = 1\na/y (int32) = 2\n");
     const mode_t mask = ::umask(0);
     ::umask(mask);
     set("n.cfg", "x", "int32", "1");
     EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
-    EXPECT_EQ(listing(), "link.cfg\nn.cfg\np.cfg\nro.xml\n");
+    EXPECT_EQ(listing(), "link.xml\nlocked\nn.cfg\np.xml\n");
 }
 
 // "-" is a standard stream; a device or a FIFO is written in place, never replaced.
 TEST_F(SafeWriteTest, DashIsAStandardStreamAndDevicesAndFifosAreWrittenInPlace) {
     set("c.xml", "a/x", "int32", "7");
-    const ProgramResult streams = shell(
-        "\"$ORVCONF\" convert c.xml - --to xml | \"$ORVCONF\" diff - c.xml && \"$ORVCONF\" export "
-        "c.xml - | \"$ORVCONF\" import j.cfg && \"$ORVCONF\" print j.cfg");
-    expectResult(streams, "a/x (int32) = 7\n");
+    expectResult(shell("\"$ORVCONF\" convert c.xml - --to xml | \"$ORVCONF\" diff - c.xml && "
+                       "\"$ORVCONF\" export c.xml - | \"$ORVCONF\" import j.cfg && "
+                       "\"$ORVCONF\" print j.cfg"),
+                 "a/x (int32) = 7\n");
     ASSERT_EQ(::mkfifo("fifo", 0600), 0);
     expectResult(shell("cat fifo >copy & \"$ORVCONF\" convert c.xml fifo --to xml; wait"));
     EXPECT_TRUE(readFile("copy").rfind("<?xml", 0) == 0);
