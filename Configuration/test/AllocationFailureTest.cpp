@@ -1,7 +1,6 @@
 // Memory runs out at each allocation of the main operations in turn, failing it and every later
-// one. Each time the operation either succeeds with the right result or fails cleanly: C++ with
-// std::bad_alloc, the C functions with their code and "out of memory"; the set and the file stay
-// as they were, and nothing aborts.
+// one. The operation then succeeds with the right result or fails cleanly (std::bad_alloc, or a C
+// code and "out of memory"), leaving the set and the file as they were.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -62,8 +61,7 @@ Set newSet(const std::string& type) {
     return getConfigurationSetFactory()->createConfigurationSet(type);
 }
 
-// A set of every kind of value.
-Set sampleSet(const std::string& type) {
+Set sampleSet(const std::string& type) {  // a set of every kind of value
     const Set set = newSet(type);
     set->insertSetting("a/float", makeSetting(ISetting::floatType, -3.25f));
     set->insertSetting("a/double", makeSetting(ISetting::doubleType, -3.25));
@@ -134,9 +132,7 @@ INSTANTIATE_TEST_SUITE_P(BothForms, AllocationFailure,
 // A chain of C calls stops at the first failure, which has its code and the message of memory.
 TEST(AllocationFailureInC, ACallFailsWithItsCodeAndTheMessageOfMemory) {
     const std::vector<unsigned char> form = serializedForm(*sampleSet("XMLConfigurationSet"));
-    const auto text = [](const char* characters) {
-        return reinterpret_cast<const unsigned char*>(characters);
-    };
+    const auto text = [](const char* word) { return reinterpret_cast<const unsigned char*>(word); };
     void* set = nullptr;
     void* setting = nullptr;
     sweep(

@@ -17,8 +17,7 @@
 
 struct ProgramResult {
     int status;  // the exit status, or -1 when the program did not exit normally
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 inline std::string readFile(const std::string& name) {
@@ -32,6 +31,66 @@ inline void writeFile(const std::string& name, const std::string& bytes) {
 
 inline bool contains(const std::string& text, const std::string& word) {
     return text.find(word) != std::string::npos;
+}
+
+// Runs a shell command, in which $ORVCONF names the installed orvconf, with empty input.
+inline ProgramResult shell(const std::string& command) {
+    const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
+    const int status = std::system(
+        ("(" + command + ") </dev/null >" + output + ".out 2>" + output + ".err").c_str());
+    ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(output + ".out"),
+                         readFile(output + ".err")};
+    std::filesystem::remove(output + ".out");
+    std::filesystem::remove(output + ".err");
+    return result;
+}
+
+// Runs orvconf with the arguments, each quoted for the shell and cut at a NUL.
+inline ProgramResult orvconf(const std::vector<std::string>& arguments) {
+    std::string command = "\"$ORVCONF\"";
+    for (const std::string& argument : arguments) {
+        command += " '";
+        for (const char* c = argument.c_str(); *c != 0; ++c) {
+            command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
+        }
+        command += "'";
+    }
+    return shell(command);
+}
+
+// The names in a directory, a line each, in byte order.
+inline std::string listing(const std::string& directory = ".") {
+    return shell("LC_ALL=C ls -A " + directory).out;
+}
+
+// Expects the status, no output, and one error line "orvconf: ..." holding every word.
+inline void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
+                          int status = 2) {
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.rfind("orvconf: ", 0), 0u) << result.err;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+    for (const std::string& word : words) {
+        EXPECT_TRUE(contains(result.err, word)) << word << " in " << result.err;
+    }
+}
+
+// Expects the output and the status, and no error output; expectOutput runs orvconf first.
+inline void expectResult(const ProgramResult& result, const std::string& out = "", int status = 0) {
+    EXPECT_EQ(result.status, status) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, out);
+}
+
+inline void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
+                         int status = 0) {
+    SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
+    expectResult(orvconf(arguments), out, status);
+}
+
+inline void set(const std::string& name, const std::string& path, const std::string& type,
+                const std::string& value) {
+    expectOutput({"set", name, path, type, value});
 }
 
 class OrvconfTest : public ::testing::Test {
@@ -48,67 +107,6 @@ class OrvconfTest : public ::testing::Test {
     // Gives back write permission that a test took away, then removes everything.
     void TearDown() override {
         shell("chmod -R u+w '" + d_directory + "'; rm -rf '" + d_directory + "'");
-    }
-
-    // Runs a shell command, in which $ORVCONF names the installed orvconf, with empty input.
-    static ProgramResult shell(const std::string& command) {
-        const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
-        const int status = std::system(
-            ("(" + command + ") </dev/null >" + output + ".out 2>" + output + ".err").c_str());
-        ProgramResult result{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-                             readFile(output + ".out"), readFile(output + ".err")};
-        std::filesystem::remove(output + ".out");
-        std::filesystem::remove(output + ".err");
-        return result;
-    }
-
-    // Runs orvconf with the arguments, each quoted for the shell and cut at a NUL.
-    static ProgramResult orvconf(const std::vector<std::string>& arguments) {
-        std::string command = "\"$ORVCONF\"";
-        for (const std::string& argument : arguments) {
-            command += " '";
-            for (const char* c = argument.c_str(); *c != 0; ++c) {
-                command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
-            }
-            command += "'";
-        }
-        return shell(command);
-    }
-
-    // The names in a directory, a line each, in byte order.
-    static std::string listing(const std::string& directory = ".") {
-        return shell("LC_ALL=C ls -A " + directory).out;
-    }
-
-    // Expects the status, no output, and one error line "orvconf: ..." holding every word.
-    static void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
-                              int status = 2) {
-        EXPECT_EQ(result.status, status);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err.rfind("orvconf: ", 0), 0u) << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-        for (const std::string& word : words) {
-            EXPECT_TRUE(contains(result.err, word)) << word << " in " << result.err;
-        }
-    }
-
-    // Expects the output and the status, and no error output.
-    static void expectResult(const ProgramResult& result, const std::string& out = "",
-                             int status = 0) {
-        EXPECT_EQ(result.status, status) << result.err;
-        EXPECT_EQ(result.err, "");
-        EXPECT_EQ(result.out, out);
-    }
-
-    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
-                             int status = 0) {
-        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
-        expectResult(orvconf(arguments), out, status);
-    }
-
-    static void set(const std::string& name, const std::string& path, const std::string& type,
-                    const std::string& value) {
-        expectOutput({"set", name, path, type, value});
     }
 
   private:
