@@ -73,9 +73,8 @@ Set sampleSet(const std::string& type) {  // a set of every kind of value
     return set;
 }
 
-// Runs operation with the n-th allocation and every later one refused, for n = 0, 1, ... until
-// it runs through without a refusal, each run on a new thread (whose first failure must find a
-// place for its message). check(completed) then judges the run, with allocation allowed.
+// Runs operation with allocations from the n-th on refused, n = 0, 1, ... until none is refused,
+// each on a new thread (whose first failure needs a place for its message); check judges each run.
 void sweep(const std::function<void()>& operation, const std::function<void(bool)>& check) {
     bool refused = true;
     for (long allowed = 0; refused; ++allowed) {
@@ -101,8 +100,7 @@ void sweep(const std::function<void()>& operation, const std::function<void(bool
 
 class AllocationFailure : public testing::TestWithParam<const char*> {};
 
-// Saving goes through writing the form and loading through reading it, so these sweeps reach
-// every allocation of both.
+// Saving writes the form and loading reads it, so these sweeps reach every allocation of both.
 TEST_P(AllocationFailure, SaveAndLoadFailCleanlyOrGiveTheWholeResult) {
     const Set expected = sampleSet(GetParam());
     const std::vector<unsigned char> form = serializedForm(*expected);

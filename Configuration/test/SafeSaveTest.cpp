@@ -11,7 +11,6 @@
 
 #include <filesystem>
 #include <ios>
-#include <random>
 #include <string>
 
 #include "TestSupport.h"
@@ -37,10 +36,9 @@ bool loadsAs(const std::string& file, const Set& expected) {
     return testsupport::setsEqual(loaded, expected);
 }
 
-// A write that fails part way (a file size limit, as on a full disk) throws, and the old file is
-// still whole with nothing beside it; a FIFO or a device is written in place, and a full one
-// fails. Loading what is not a regular file is refused at once, naming it, leaving the set as it
-// was: a FIFO with no writer, a device, a directory.
+// A write that fails part way (a size limit, as on a full disk) throws, leaving the old file whole
+// and nothing beside it; a FIFO or a device is written in place. A load of what is not a regular
+// file (a FIFO with no writer, a device, a directory) fails at once, naming it, changing nothing.
 TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     const testsupport::ScratchDirectory directory;
     const std::string file = directory.file("set.bin");
@@ -67,7 +65,6 @@ TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     EXPECT_EQ(static_cast<ssize_t>(sizeof bytes), ::read(reader, bytes, sizeof bytes));
     ::close(reader);
     EXPECT_THROW(small->save("/dev/full"), std::ios_base::failure);
-
     for (const std::string& name : {fifo, std::string("/dev/zero"), directory.file("")}) {
         const Set set = setOfSize(1, 1);
         set->checkModified();
@@ -88,22 +85,21 @@ TEST(SafeSave, ASaveKilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
     const std::string file = directory.file("set.bin");
     const Set sets[] = {setOfSize(20000, 1), setOfSize(30000, 2)};
     sets[0]->save(file);
-    std::mt19937 random(7);
-    for (int round = 0; round < 12; ++round) {
+    for (useconds_t round = 0; round < 12; ++round) {
         const pid_t child = ::fork();
         ASSERT_NE(-1, child);
         for (int save = 0; child == 0; ++save) {
             sets[save % 2]->save(file);
         }
-        ::usleep(std::uniform_int_distribution<useconds_t>(1000, 40000)(random));
+        ::usleep(1000 + round * 3300);  // killed at moments spread over a save or two
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
         EXPECT_TRUE(loadsAs(file, sets[0]) || loadsAs(file, sets[1])) << "round " << round;
     }
 }
 
-// The replacement keeps what the file was to its user: its permissions, the symbolic link that
-// named it, and a hard link's sharing (written in place). A new file gets a plain create's mode.
+// A replacement keeps the permissions, the symbolic link and a hard link's sharing (written in
+// place); a new file gets a plain create's mode.
 TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
     const testsupport::ScratchDirectory directory;
     const Set before = setOfSize(1, 1), after = setOfSize(2, 2);

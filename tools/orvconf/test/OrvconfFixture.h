@@ -45,7 +45,7 @@ inline ProgramResult shell(const std::string& command) {
     return result;
 }
 
-// Runs orvconf with the arguments, each quoted for the shell and cut at a NUL.
+// Runs orvconf with the arguments, each quoted and, as by the system, cut at a NUL.
 inline ProgramResult orvconf(const std::vector<std::string>& arguments) {
     std::string command = "\"$ORVCONF\"";
     for (const std::string& argument : arguments) {
@@ -58,7 +58,6 @@ inline ProgramResult orvconf(const std::vector<std::string>& arguments) {
     return shell(command);
 }
 
-// The names in a directory, a line each, in byte order.
 inline std::string listing(const std::string& directory = ".") {
     return shell("LC_ALL=C ls -A " + directory).out;
 }

@@ -3,17 +3,14 @@
 
 namespace {
 
-class SafeWriteTest : public OrvconfTest {};
-
 unsigned permissions(const std::string& name) {
     return unsigned(std::filesystem::status(name).permissions());
 }
 
-// Where the directory forbids writing (to an unprivileged user when run as root), set and convert
-// fail and leave the file as it was, and a refused value creates no file. A replacement keeps the
-// mode (one that forbids writing is overridden only with --force) and the symbolic link; a new
-// file gets what the umask allows; no temporary file is left.
-TEST_F(SafeWriteTest, AReplacementIsWholeOrNothingAndKeepsModeAndLinks) {
+// Where the directory forbids writing (to an unprivileged user when run as root), set fails and
+// leaves the file as it was. A replacement keeps the mode (one that forbids writing is overridden
+// only with --force) and the symbolic link; a new file gets what the umask allows.
+TEST_F(OrvconfTest, WritingReplacesWholeFilesKeepingModeAndLinksAndWritesDevicesInPlace) {
     ASSERT_EQ(::mkdir("locked", 0755), 0);
     set("locked/c.cfg", "x", "int32", "1");
     const std::string before = readFile("locked/c.cfg");
@@ -22,12 +19,8 @@ TEST_F(SafeWriteTest, AReplacementIsWholeOrNothingAndKeepsModeAndLinks) {
         ::geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
     expectFailure(shell(as + "\"$ORVCONF\" set locked/c.cfg x int32 2"),
                   {"locked/c.cfg", "Permission denied"});
-    expectFailure(shell(as + "\"$ORVCONF\" convert locked/c.cfg locked/copy.cfg"),
-                  {"locked/copy.cfg"});
     EXPECT_EQ(readFile("locked/c.cfg"), before);
     EXPECT_EQ(listing("locked"), "c.cfg\n");
-    expectFailure(orvconf({"set", "new.cfg", "x", "int32", "99999999999"}), {"new.cfg"});
-
     set("p.xml", "a/x", "int32", "1");
     ASSERT_EQ(::chmod("p.xml", 0444) | ::symlink("p.xml", "link.xml"), 0);
     const std::string readOnly = readFile("p.xml");
@@ -42,20 +35,17 @@ TEST_F(SafeWriteTest, AReplacementIsWholeOrNothingAndKeepsModeAndLinks) {
     set("n.cfg", "x", "int32", "1");
     EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
     EXPECT_EQ(listing(), "link.xml\nlocked\nn.cfg\np.xml\n");
-}
 
-// "-" is a standard stream; a device or a FIFO is written in place, never replaced.
-TEST_F(SafeWriteTest, DashIsAStandardStreamAndDevicesAndFifosAreWrittenInPlace) {
-    set("c.xml", "a/x", "int32", "7");
-    expectResult(shell("\"$ORVCONF\" convert c.xml - --to xml | \"$ORVCONF\" diff - c.xml && "
-                       "\"$ORVCONF\" export c.xml - | \"$ORVCONF\" import j.cfg && "
+    // "-" is a standard stream; a device or a FIFO is written in place, never replaced.
+    expectResult(shell("\"$ORVCONF\" convert p.xml - --to xml | \"$ORVCONF\" diff - p.xml && "
+                       "\"$ORVCONF\" export p.xml - | \"$ORVCONF\" import j.cfg && "
                        "\"$ORVCONF\" print j.cfg"),
-                 "a/x (int32) = 7\n");
+                 "a/x (int32) = 1\na/y (int32) = 2\n");
     ASSERT_EQ(::mkfifo("fifo", 0600), 0);
-    expectResult(shell("cat fifo >copy & \"$ORVCONF\" convert c.xml fifo --to xml; wait"));
+    expectResult(shell("cat fifo >copy & \"$ORVCONF\" convert p.xml fifo --to xml; wait"));
     EXPECT_TRUE(readFile("copy").rfind("<?xml", 0) == 0);
     ASSERT_TRUE(std::filesystem::is_fifo("fifo"));
-    expectFailure(orvconf({"convert", "c.xml", "/dev/full"}), {"/dev/full", "space"});
+    expectFailure(orvconf({"convert", "p.xml", "/dev/full"}), {"/dev/full", "space"});
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
