@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <new>
@@ -69,7 +68,6 @@ Set sampleSet(const std::string& type) {  // a set of every kind of value
     set->insertSetting("b/text", makeSetting(ISetting::stringType, std::string("Gr\xc3\xbc")));
     set->insertSetting("b/wide", makeSetting(ISetting::unicodeString, std::wstring(L"w\u00fc")));
     set->insertSetting("c/blob", testsupport::makeBinarySetting({1, 2, 3, 250}));
-    set->insertSetting("c/flag", makeSetting(ISetting::boolType, true));
     return set;
 }
 
@@ -149,8 +147,9 @@ TEST(AllocationFailureInC, ACallFailsWithItsCodeAndTheMessageOfMemory) {
             unsigned char message[256] = {};
             uint32_t required = 0;
             Configuration_getLastErrorMessage(message, sizeof message, &required);
-            const char* said = reinterpret_cast<char*>(message);
-            EXPECT_TRUE(result == 0 || (result == failure && std::strstr(said, "out of memory")))
+            const std::string said(reinterpret_cast<char*>(message));
+            EXPECT_TRUE(result == 0 ||
+                        (result == failure && said.find("out of memory") != said.npos))
                 << result << " " << said;
         },
         [&](bool) {

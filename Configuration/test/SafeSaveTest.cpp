@@ -79,28 +79,10 @@ TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     }
 }
 
-// Killed at any moment, a save leaves the old form or the new one, whole.
-TEST(SafeSave, ASaveKilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
-    const testsupport::ScratchDirectory directory;
-    const std::string file = directory.file("set.bin");
-    const Set sets[] = {setOfSize(20000, 1), setOfSize(30000, 2)};
-    sets[0]->save(file);
-    for (useconds_t round = 0; round < 12; ++round) {
-        const pid_t child = ::fork();
-        ASSERT_NE(-1, child);
-        for (int save = 0; child == 0; ++save) {
-            sets[save % 2]->save(file);
-        }
-        ::usleep(1000 + round * 3300);  // killed at moments spread over a save or two
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        EXPECT_TRUE(loadsAs(file, sets[0]) || loadsAs(file, sets[1])) << "round " << round;
-    }
-}
-
 // A replacement keeps the permissions, the symbolic link and a hard link's sharing (written in
-// place); a new file gets a plain create's mode.
-TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
+// place); a new file gets a plain create's mode. Killed at any moment, a save leaves the old form
+// or the new one, whole.
+TEST(SafeSave, AReplacementIsWholeAndKeepsPermissionsLinksAndSharing) {
     const testsupport::ScratchDirectory directory;
     const Set before = setOfSize(1, 1), after = setOfSize(2, 2);
     const std::string file = directory.file("set.bin"), link = directory.file("link.bin");
@@ -114,11 +96,23 @@ TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
     std::filesystem::create_hard_link(file, directory.file("hard.bin"));
     before->save(directory.file("hard.bin"));
     EXPECT_TRUE(loadsAs(file, before));
+    const std::string fresh = directory.file("new.bin");
     const mode_t mask = ::umask(027);
-    after->save(directory.file("new.bin"));
+    const Set sets[] = {setOfSize(20000, 1), setOfSize(30000, 2)};
+    sets[0]->save(fresh);
     ::umask(mask);
-    EXPECT_EQ(std::filesystem::perms(0640),
-              std::filesystem::status(directory.file("new.bin")).permissions());
+    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(fresh).permissions());
+    for (useconds_t round = 0; round < 12; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_NE(-1, child);
+        for (int save = 0; child == 0; ++save) {
+            sets[save % 2]->save(fresh);
+        }
+        ::usleep(1000 + round * 3300);  // killed at moments spread over a save or two
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        EXPECT_TRUE(loadsAs(fresh, sets[0]) || loadsAs(fresh, sets[1])) << "round " << round;
+    }
 }
 
 }  // namespace

@@ -25,14 +25,6 @@ inline std::string readFile(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-inline void writeFile(const std::string& name, const std::string& bytes) {
-    std::ofstream(name, std::ios::binary) << bytes;
-}
-
-inline bool contains(const std::string& text, const std::string& word) {
-    return text.find(word) != std::string::npos;
-}
-
 // Runs a shell command, in which $ORVCONF names the installed orvconf, with empty input.
 inline ProgramResult shell(const std::string& command) {
     const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
@@ -58,40 +50,6 @@ inline ProgramResult orvconf(const std::vector<std::string>& arguments) {
     return shell(command);
 }
 
-inline std::string listing(const std::string& directory = ".") {
-    return shell("LC_ALL=C ls -A " + directory).out;
-}
-
-// Expects the status, no output, and one error line "orvconf: ..." holding every word.
-inline void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
-                          int status = 2) {
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.rfind("orvconf: ", 0), 0u) << result.err;
-    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-    for (const std::string& word : words) {
-        EXPECT_TRUE(contains(result.err, word)) << word << " in " << result.err;
-    }
-}
-
-// Expects the output and the status, and no error output; expectOutput runs orvconf first.
-inline void expectResult(const ProgramResult& result, const std::string& out = "", int status = 0) {
-    EXPECT_EQ(result.status, status) << result.err;
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, out);
-}
-
-inline void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
-                         int status = 0) {
-    SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
-    expectResult(orvconf(arguments), out, status);
-}
-
-inline void set(const std::string& name, const std::string& path, const std::string& type,
-                const std::string& value) {
-    expectOutput({"set", name, path, type, value});
-}
-
 class OrvconfTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -103,9 +61,49 @@ class OrvconfTest : public ::testing::Test {
         ::setenv("ORVCONF", ORVCONF_INSTALLED_PROGRAM, 1);
     }
 
-    // Gives back write permission that a test took away, then removes everything.
-    void TearDown() override {
+    void TearDown() override {  // gives back write permission a test took away, removes all
         shell("chmod -R u+w '" + d_directory + "'; rm -rf '" + d_directory + "'");
+    }
+
+    static void writeFile(const std::string& name, const std::string& bytes) {
+        std::ofstream(name, std::ios::binary) << bytes;
+    }
+
+    static bool contains(const std::string& text, const std::string& word) {
+        return text.find(word) != std::string::npos;
+    }
+
+    static std::string listing() { return shell("LC_ALL=C ls -A").out; }
+
+    // Expects the status, no output, and one error line "orvconf: ..." holding every word.
+    static void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
+                              int status = 2) {
+        EXPECT_EQ(result.status, status);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.rfind("orvconf: ", 0), 0u) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        for (const std::string& word : words) {
+            EXPECT_TRUE(contains(result.err, word)) << word << " in " << result.err;
+        }
+    }
+
+    // Expects the output and the status, and no error output; expectOutput runs orvconf first.
+    static void expectResult(const ProgramResult& result, const std::string& out = "",
+                             int status = 0) {
+        EXPECT_EQ(result.status, status) << result.err;
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.out, out);
+    }
+
+    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
+                             int status = 0) {
+        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
+        expectResult(orvconf(arguments), out, status);
+    }
+
+    static void set(const std::string& name, const std::string& path, const std::string& type,
+                    const std::string& value) {
+        expectOutput({"set", name, path, type, value});
     }
 
   private:

