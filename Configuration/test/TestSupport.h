@@ -5,20 +5,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
-#include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/Convenience.h>
-#include <orvandel/configuration/IConfigurationSet.h>
-#include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
 #include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
@@ -63,11 +56,7 @@ AutoRefCounted<ISetting> makeSetting(ISetting::Type type, const T& value) {
 inline AutoRefCounted<ISetting> makeBinarySetting(const std::vector<unsigned char>& bytes) {
     AutoRefCounted<ISetting> setting(new Setting());
     setting->initialize(ISetting::binaryType);
-    size_t length = bytes.size();
-    setting->resizeBinaryBuffer(&length);
-    unsigned char* buffer = nullptr;
-    setting->getBinaryBuffer(&buffer, &length);
-    std::copy(bytes.begin(), bytes.end(), buffer);
+    com::orvandel::configuration::detail::writeValue(*setting, bytes);
     return setting;
 }
 
