@@ -15,8 +15,9 @@
 #include "ForeignSetting.h"
 #include "TestSupport.h"
 
-using namespace com::orvandel;
 using namespace com::orvandel::configuration;
+using com::orvandel::AutoRefCounted;
+using com::orvandel::const_pointer_cast;
 
 namespace {
 
@@ -55,42 +56,27 @@ std::array<Value, sizeof...(I)> valuesOfEveryType(std::index_sequence<I...>) {
 }
 const auto kEveryType = valuesOfEveryType(std::make_index_sequence<std::variant_size_v<Value>>());
 
+// The setting's value, read and stored through the convenience layer's own readers and writers.
 Value read(const ISetting& setting) {
     Value value = kEveryType.at(setting.getType());
     std::visit(
         [&setting](auto& typed) {
-            using T = std::decay_t<decltype(typed)>;
-            if constexpr (std::is_same_v<T, BinaryValue>) {
-                const unsigned char* bytes = nullptr;
-                size_t length = 0;
-                setting.getLockedBinaryBuffer(&bytes, &length);
-                typed.assign(bytes, bytes + length);
-            } else if constexpr (std::is_class_v<T>) {
-                const T* text = nullptr;
-                setting.getValue(&text);
-                typed = *text;
-            } else {
-                setting.getValue(&typed);
-            }
+            typed = detail::readValue<std::decay_t<decltype(typed)>>(setting);
         },
         value);
     return value;
 }
 
-// Stores value into a setting of its type.
 void store(ISetting& setting, const Value& value) {
-    std::visit([&setting](const auto& typed) { configuration::detail::writeValue(setting, typed); },
-               value);
+    std::visit([&setting](const auto& typed) { detail::writeValue(setting, typed); }, value);
 }
 
 class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
   public:
     void SetUp() override { d_random.seed(GetParam()); }
-
     uint32_t pick(uint32_t bound) {
         return std::uniform_int_distribution<uint32_t>(0, bound - 1)(d_random);
     }
-
     // Paths from a small alphabet, so that collisions, prefixes and branches are common.
     std::string randomPath() {
         static const char* const kParts[] = {"",   "a",        "a/", "a/b", "ab",
@@ -101,7 +87,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         }
         return path;
     }
-
     // A value of the given type (or any) from random or special bits; strings of up to 5 units.
     Value randomValue(size_t type = kEveryType.size()) {
         const uint64_t bits =
@@ -124,14 +109,12 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
             value);
         return value;
     }
-
     static AutoRefCounted<ISetting> newSetting(const Value& value) {
         AutoRefCounted<ISetting> setting = getConfigurationSetFactory()->createSetting();
         setting->initialize(static_cast<ISetting::Type>(value.index()));
         store(*setting, value);
         return setting;
     }
-
     void insert(uint32_t which) {
         const std::string path = randomPath();
         const Value value = randomValue();
@@ -143,7 +126,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
             thrown);
         d_modified[which] |= fresh;
     }
-
     // A new value through a handle from the set; one of another type is refused and changes
     // nothing, flag included.
     void change(uint32_t which) {
@@ -163,17 +145,18 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         found->second = value;
         d_modified[which] = true;
     }
-
     // The convenience layer's put: inserts, sets in place or replaces one of another type.
     void put(uint32_t which) {
         const std::string path = randomPath();
         const Value value = randomValue();
-        std::visit([&](const auto& typed) { configuration::put(*d_sets[which], path, typed); },
-                   value);
+        std::visit(
+            [&](const auto& typed) {
+                com::orvandel::configuration::put(*d_sets[which], path, typed);
+            },
+            value);
         d_models[which][path] = value;
         d_modified[which] = true;
     }
-
     // A stored setting against a new one, of the library or not, holding its own value, another
     // value of its type or a value of any type.
     void compareSetting(uint32_t which) {
@@ -191,7 +174,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
                                               ->retrieveLockedSetting(found->first)
                                               ->equals(const_pointer_cast<const ISetting>(other)));
     }
-
     // Removes one path, or now and then everything.
     void remove(uint32_t which) {
         const std::string path = randomPath();
@@ -206,7 +188,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         }
         d_modified[which] = true;
     }
-
     // A stream of a few records read into the binary set, merging into the model; a stream with
     // a trailing byte must fail and change nothing, flag included.
     void readStream(uint32_t) {
@@ -231,7 +212,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
             d_modified[0] = false;
         }
     }
-
     // One by-index lookup in any of the four forms, often the next or a nearby index of the
     // previous one so that the set's remembered position is used, compared with the plain walk
     // over the model: the entry `index` steps after the branch's lower bound, if its path begins
@@ -278,7 +258,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         EXPECT_EQ(set.retrieveLockedSetting(expected->first).operator->(), found.operator->());
         EXPECT_TRUE(same(expected->second, read(*found)));
     }
-
     // The set holds the model's values, read directly, through the convenience layer's get (as the
     // C++ type of the setting type) and through its walk, in order.
     static void expectHolds(const Settings& model, const IConfigurationSet& set) {
@@ -298,19 +277,16 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         }
         EXPECT_EQ(model.end(), next);
     }
-
     void checkEverything(uint32_t which) {
         expectHolds(d_models[which], *d_sets[which]);
         EXPECT_EQ(d_modified[which], d_sets[which]->checkModified());
         d_modified[which] = false;
     }
-
     void compareSets(uint32_t) {
         const bool equal = d_models[0] == d_models[1];
         EXPECT_EQ(equal, d_sets[0]->equals(const_pointer_cast<const IConfigurationSet>(d_sets[1])));
         EXPECT_EQ(equal, equals(*d_sets[1], *d_sets[0]));
     }
-
     // The binary set's own form reads back into a fresh set holding the same values, as does a
     // clone into a plain set.
     void serializeAndReadBack(uint32_t) {
@@ -324,9 +300,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         EXPECT_EQ(model == d_models[0],
                   copy->equals(const_pointer_cast<const IConfigurationSet>(d_sets[0])));
     }
-
     using Operation = void (ModelBasedTest::*)(uint32_t);
-
     // Runs `steps` operations drawn from `operations` (repeated entries are drawn more often).
     void run(const std::vector<Operation>& operations, int steps) {
         for (int step = 0; step < steps && !HasFatalFailure(); ++step) {

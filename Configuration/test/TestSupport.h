@@ -60,10 +60,10 @@ inline AutoRefCounted<ISetting> makeBinarySetting(const std::vector<unsigned cha
     return setting;
 }
 
+// New empty sets, plain and binary.
 inline AutoRefCounted<IConfigurationSet> newPlainSet() {
     return AutoRefCounted<IConfigurationSet>(new ConfigurationSet());
 }
-
 inline AutoRefCounted<IConfigurationSet> newBinarySet() {
     return AutoRefCounted<IConfigurationSet>(new BinaryConfigurationSet());
 }
@@ -79,27 +79,22 @@ inline std::vector<unsigned char> serializedForm(IConfigurationSet& set) {
     return com::orvandel::configuration::serialize(set);
 }
 
-// The paths of the set in its own order, by enumerating the empty branch.
+// The paths of the set in its own order.
 inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
     std::vector<std::string> paths;
-    for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
-        std::string path;
-        set.retrieveSettingByIndex(std::string(), index, path);
+    for (const auto& [path, setting] : com::orvandel::configuration::entries(set, "")) {
         paths.push_back(path);
     }
     return paths;
 }
 
-// A fresh directory under the test temporary directory, removed with everything in it when the
-// object goes.
+// A fresh directory under the test temporary directory, removed with everything in it at the end.
 class ScratchDirectory {
   public:
-    ScratchDirectory() {
-        std::string pattern = testing::TempDir() + "orvandel-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
+    ScratchDirectory() : d_path(testing::TempDir() + "orvandel-XXXXXX") {
+        if (mkdtemp(d_path.data()) == nullptr) {
             throw std::runtime_error("mkdtemp failed");
         }
-        d_path = pattern;
     }
     ~ScratchDirectory() {
         std::error_code ignored;
@@ -107,11 +102,10 @@ class ScratchDirectory {
     }
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    std::string file(const std::string& name) const { return (d_path / name).string(); }
+    std::string file(const std::string& name) const { return d_path + "/" + name; }
 
   private:
-    std::filesystem::path d_path;
+    std::string d_path;
 };
 
 }  // namespace testsupport
