@@ -52,26 +52,11 @@ TEST(ConfigurationSet, SharesSettingsReleasesThemAtOnceAndLendsItsPaths) {
     EXPECT_EQ(1u, referenceCount(*setting));
 }
 
-// A path in use, a setting the library did not make and an empty handle are refused before
-// anything changes: no count, no reference, no flag, and the refused setting gets no flag.
-TEST(ConfigurationSet, ARefusedInsertionChangesNothing) {
-    const AutoRefCounted<IConfigurationSet> set = newPlainSet();
-    set->insertSetting("p", newInt(1));
-    set->checkModified();
-    const AutoRefCounted<ISetting> second = newInt(2);
-    EXPECT_THROW(set->insertSetting("p", second), IConfigurationSet::ConfigurationSetException);
-    const AutoRefCounted<ISetting> stranger = testsupport::foreign(newInt(1));
-    EXPECT_THROW(set->insertSetting("q", stranger), std::invalid_argument);
-    EXPECT_EQ(1u, referenceCount(*stranger));
-    EXPECT_THROW(set->insertSetting("q", AutoRefCounted<ISetting>()), std::invalid_argument);
-    EXPECT_EQ(1u, set->getSettingCount());
-    second->setValue(int32_t{3});
-    EXPECT_FALSE(set->checkModified());
-}
-
 // A change reaches the set that inserted the setting last, even after its removal there; a
-// handle from a by-index lookup changes the stored setting too; locked reads change nothing.
-TEST(ConfigurationSet, ASettingRaisesTheFlagOfTheSetThatInsertedItLast) {
+// handle from a by-index lookup changes the stored setting too; locked reads change nothing. A path
+// in use, a setting the library did not make and an empty handle are refused before anything
+// changes: no count, no reference, no flag, and the refused setting gets no flag.
+TEST(ConfigurationSet, ASettingRaisesTheFlagOfTheSetThatInsertedItLastAndARefusedOneNone) {
     const AutoRefCounted<IConfigurationSet> first = newPlainSet();
     const AutoRefCounted<IConfigurationSet> last = newPlainSet();
     const AutoRefCounted<ISetting> setting = testsupport::makeBinarySetting({1});
@@ -79,6 +64,14 @@ TEST(ConfigurationSet, ASettingRaisesTheFlagOfTheSetThatInsertedItLast) {
     last->insertSetting("q", setting);
     first->checkModified();
     last->checkModified();
+    const AutoRefCounted<ISetting> refused = newInt(2);
+    EXPECT_THROW(first->insertSetting("p", refused), IConfigurationSet::ConfigurationSetException);
+    const AutoRefCounted<ISetting> stranger = testsupport::foreign(newInt(1));
+    EXPECT_THROW(first->insertSetting("s", stranger), std::invalid_argument);
+    EXPECT_EQ(1u, referenceCount(*stranger));
+    EXPECT_THROW(first->insertSetting("s", AutoRefCounted<ISetting>()), std::invalid_argument);
+    EXPECT_EQ(1u, first->getSettingCount());
+    refused->setValue(int32_t{3});
     std::string path;
     size_t length = 2;
     first->retrieveSettingByIndex(std::string(), 0, path)->resizeBinaryBuffer(&length);
