@@ -9,8 +9,6 @@
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
-using testsupport::newBinarySet;
-using testsupport::newPlainSet;
 using testsupport::referenceCount;
 
 namespace {
@@ -24,7 +22,7 @@ AutoRefCounted<ISetting> newInt(int32_t value) {
 // path of its own, and the text forms of a by-index lookup lend the set's own stored path, which
 // later changes to other paths leave in place. (The model test checks what a branch gives.)
 TEST(ConfigurationSet, SharesSettingsReleasesThemAtOnceAndLendsItsPaths) {
-    AutoRefCounted<IConfigurationSet> set = newBinarySet();
+    AutoRefCounted<IConfigurationSet> set = testsupport::newBinarySet();
     const AutoRefCounted<ISetting> setting = newInt(1);
     const std::string nul("P\0x", 3);
     for (const std::string& path : {std::string("p"), nul, std::string("r"), std::string()}) {
@@ -41,7 +39,7 @@ TEST(ConfigurationSet, SharesSettingsReleasesThemAtOnceAndLendsItsPaths) {
     EXPECT_EQ(lent, locked);
     set->removeSetting("p");
     EXPECT_EQ(4u, referenceCount(*setting));
-    const AutoRefCounted<IConfigurationSet> source = newBinarySet();
+    const AutoRefCounted<IConfigurationSet> source = testsupport::newBinarySet();
     source->insertSetting("r", newInt(2));
     const std::vector<unsigned char> form = testsupport::serializedForm(*source);
     set->unserialize(form.data(), form.size());
@@ -57,8 +55,8 @@ TEST(ConfigurationSet, SharesSettingsReleasesThemAtOnceAndLendsItsPaths) {
 // in use, a setting the library did not make and an empty handle are refused before anything
 // changes: no count, no reference, no flag, and the refused setting gets no flag.
 TEST(ConfigurationSet, ASettingRaisesTheFlagOfTheSetThatInsertedItLastAndARefusedOneNone) {
-    const AutoRefCounted<IConfigurationSet> first = newPlainSet();
-    const AutoRefCounted<IConfigurationSet> last = newPlainSet();
+    const AutoRefCounted<IConfigurationSet> first = testsupport::newPlainSet();
+    const AutoRefCounted<IConfigurationSet> last = testsupport::newPlainSet();
     const AutoRefCounted<ISetting> setting = testsupport::makeBinarySetting({1});
     first->insertSetting("p", setting);
     last->insertSetting("q", setting);

@@ -4,7 +4,6 @@
 
 #include <stdexcept>
 #include <string_view>
-#include <typeinfo>
 
 #include "TestSupport.h"
 
@@ -13,55 +12,39 @@ using namespace com::orvandel::configuration;
 
 namespace {
 
-AutoRefCounted<IConfigurationSet> newSet(const std::string& type) {
-    return getConfigurationSetFactory()->createConfigurationSet(type);
-}
-
-// A C++ type that converts on the way in, the setting type it must be stored as and the value
-// read back.
-template <class Given, class Read>
-void expectStoredAs(IConfigurationSet& set, const Given& given, ISetting::Type type,
-                    const Read& read) {
-    const std::string path = "all/" + settingTypeName(type) + "/" + typeid(Given).name();
-    put(set, path, given);
-    EXPECT_EQ(set.retrieveLockedSetting(path)->getType(), type) << path;
-    EXPECT_EQ(get<Read>(set, path), read) << path;
-}
-
-TEST(Convenience, MappedTypesAreStoredAsTheirSettingTypeAndWholeSetsCopyAndCompare) {
-    AutoRefCounted<IConfigurationSet> set = newSet("BinaryConfigurationSet");
+// Text given as a view, a pointer or a wide literal is stored as a string of its kind (get reads
+// only the type stored). A clone of the whole set or of a setting equals it, whatever the set
+// type, and shares nothing with it. (The model test reads back clones and serialised forms.)
+TEST(Convenience, TextConvertsOnTheWayInAndClonesCopyAndCompare) {
+    AutoRefCounted<IConfigurationSet> set = testsupport::newBinarySet();
     const char* text = "text";
-    expectStoredAs(*set, std::string_view("view"), ISetting::stringType, std::string("view"));
-    expectStoredAs(*set, text, ISetting::stringType, std::string("text"));
-    expectStoredAs(*set, L"wide", ISetting::unicodeString, std::wstring(L"wide"));
-
-    // A clone of the whole set or of a setting equals it, whatever the set type, and shares
-    // nothing with it. (The model test reads back clones and serialised forms.)
-    put(*set, "a/b", "text");
+    put(*set, "view", std::string_view("view"));
+    put(*set, "text", text);
+    put(*set, "wide", L"wide");
+    EXPECT_EQ(get<std::string>(*set, "view"), "view");
+    EXPECT_EQ(get<std::string>(*set, "text"), "text");
+    EXPECT_EQ(get<std::wstring>(*set, "wide"), L"wide");
     const AutoRefCounted<IConfigurationSet> xml = clone(*set, "XMLConfigurationSet");
     EXPECT_TRUE(equals(*set, *xml));
-    put(*xml, "a/b", "changed");
-    EXPECT_EQ(get<std::string>(*set, "a/b"), "text");
+    put(*xml, "text", "changed");
+    EXPECT_EQ(get<std::string>(*set, "text"), "text");
     EXPECT_FALSE(equals(*set, *xml));
-    EXPECT_TRUE(equals(*xml->retrieveLockedSetting("a/b"), *clone(*xml->retrieveSetting("a/b"))));
-    EXPECT_TRUE(serialize(*newSet("BinaryConfigurationSet")).empty());
+    EXPECT_TRUE(equals(*xml->retrieveLockedSetting("text"), *clone(*xml->retrieveSetting("text"))));
 }
 
 // A fallback stands in for a missing setting only, never for one of another type; the error
 // names the path and, for a wrong type, both types.
 TEST(Convenience, GetTellsAMissingSettingFromOneOfAnotherTypeAndNamesPathAndTypes) {
-    AutoRefCounted<IConfigurationSet> set = newSet("ConfigurationSet");
+    AutoRefCounted<IConfigurationSet> set = testsupport::newPlainSet();
     put(*set, "net/port", uint16_t{8080});
     const auto failureOf = testsupport::thrownValue<SettingAccessError>;
-    const auto missing = failureOf([&set] { get<uint16_t>(*set, "net/host"); });
-    ASSERT_TRUE(missing);
-    EXPECT_EQ(missing->reason(), SettingAccessError::noSettingAtPathException);
-    EXPECT_EQ(missing->path(), "net/host");
-    EXPECT_NE(std::string(missing->what()).find("net/host"), std::string::npos);
+    const auto missing = failureOf([&set] { get<uint16_t>(*set, "net/host"); }).value();
+    EXPECT_EQ(missing.reason(), SettingAccessError::noSettingAtPathException);
+    EXPECT_EQ(missing.path(), "net/host");
+    EXPECT_NE(std::string(missing.what()).find("net/host"), std::string::npos);
     for (const auto& wrong : {failureOf([&set] { get<uint32_t>(*set, "net/port"); }),
                               failureOf([&set] { get<uint32_t>(*set, "net/port", 1u); })}) {
-        ASSERT_TRUE(wrong);
-        EXPECT_EQ(wrong->reason(), SettingAccessError::wrongSettingTypeException);
+        EXPECT_EQ(wrong.value().reason(), SettingAccessError::wrongSettingTypeException);
         for (const char* part : {"net/port", "uint16", "uint32"}) {
             EXPECT_NE(std::string(wrong->what()).find(part), std::string::npos) << wrong->what();
         }
@@ -75,7 +58,7 @@ TEST(Convenience, GetTellsAMissingSettingFromOneOfAnotherTypeAndNamesPathAndType
 // non-const set gives the set's own path strings, in order, with handles that change the stored
 // settings. (The model test checks the values put stores and walks const sets.)
 TEST(Convenience, PutKeepsOrReplacesTheSettingAndEntriesHandOutTheSettingsThemselves) {
-    AutoRefCounted<IConfigurationSet> set = newSet("ConfigurationSet");
+    AutoRefCounted<IConfigurationSet> set = testsupport::newPlainSet();
     put(*set, "a/k", int32_t{1});
     const AutoRefCounted<ISetting> held = set->retrieveSetting("a/k");
     put(*set, "a/k", int32_t{2});
@@ -93,7 +76,6 @@ TEST(Convenience, PutKeepsOrReplacesTheSettingAndEntriesHandOutTheSettingsThemse
     EXPECT_THROW(put(*set, "a/k", none), std::invalid_argument);
     EXPECT_THROW(put(*set, "new", none), std::invalid_argument);
     EXPECT_FALSE(set->checkModified());
-    EXPECT_EQ(get<std::string>(*set, "a/k"), "replaced");
     std::vector<const std::string*> paths;
     for (auto& [path, setting] : entries(*set, "a/")) {
         setting->setValue(path + "!");
@@ -103,7 +85,6 @@ TEST(Convenience, PutKeepsOrReplacesTheSettingAndEntriesHandOutTheSettingsThemse
     EXPECT_EQ(set->getSettingCount(), 4u);
     ASSERT_EQ(2u, paths.size());
     EXPECT_EQ(get<std::string>(*set, "a/k"), "a/k!");
-    EXPECT_EQ(get<std::string>(*set, "a"), "a");
     const std::string* stored = nullptr;
     set->retrieveSettingByIndex("a/", 0, &stored);
     EXPECT_EQ(paths[0], stored);

@@ -71,7 +71,6 @@ void store(ISetting& setting, const Value& value) {
 
 class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
   public:
-    void SetUp() override { d_random.seed(GetParam()); }
     uint32_t pick(uint32_t bound) {
         return std::uniform_int_distribution<uint32_t>(0, bound - 1)(d_random);
     }
@@ -180,29 +179,22 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         }
         d_modified[which] = true;
     }
-    // A stream of a few records read into the binary set, merging into the model; a stream with
-    // a trailing byte must fail and change nothing, flag included.
+    // A stream of a few records read into the binary set merges into the model and clears the
+    // flag. (The binary format tests check that a broken stream changes nothing.)
     void readStream(uint32_t) {
         const AutoRefCounted<IConfigurationSet> source = testsupport::newBinarySet();
         Settings records;
         for (uint32_t count = pick(5); count > 0; --count) {
-            const std::string path = randomPath();
-            const Value value = randomValue();
-            if (records.emplace(path, value).second) {
-                source->insertSetting(path, newSetting(value));
-            }
+            records.emplace(randomPath(), randomValue());
         }
-        std::vector<unsigned char> form = testsupport::serializedForm(*source);
-        const bool broken = pick(3) == 0;
-        form.resize(form.size() + broken);
-        const auto thrown = testsupport::thrownValue<SetException>(
-            [&] { d_sets[0]->unserialize(form.data(), form.size()); });
-        ASSERT_EQ(broken, thrown.has_value());
-        if (!broken) {
-            records.insert(d_models[0].begin(), d_models[0].end());  // keeps the records' values
-            d_models[0].swap(records);
-            d_modified[0] = false;
+        for (const auto& [path, value] : records) {
+            source->insertSetting(path, newSetting(value));
         }
+        const std::vector<unsigned char> form = testsupport::serializedForm(*source);
+        d_sets[0]->unserialize(form.data(), form.size());
+        records.insert(d_models[0].begin(), d_models[0].end());  // keeps the records' values
+        d_models[0].swap(records);
+        d_modified[0] = false;
     }
     // One by-index lookup in any of the four forms, often the next or a nearby index of the
     // previous one so that the set's remembered position is used, compared with the plain walk
@@ -216,8 +208,8 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
             index = choice < 7 ? index + 1 : index + pick(5) - std::min<uint32_t>(index, 2);
         } else {
             branch = randomPath().substr(0, pick(4));
-            const auto size = static_cast<uint32_t>(d_models[which].size());
-            index = pick(20) == 0 ? std::numeric_limits<uint32_t>::max() - pick(2) : pick(size + 3);
+            index = pick(20) == 0 ? std::numeric_limits<uint32_t>::max() - pick(2)
+                                  : pick(static_cast<uint32_t>(d_models[which].size()) + 3);
         }
         const Settings& model = d_models[which];
         auto expected = model.lower_bound(branch);
@@ -237,7 +229,6 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
                         ? Locked(set.retrieveSettingByIndex(branch.c_str(), index, &shared).get())
                         : locked.retrieveLockedSettingByIndex(branch.c_str(), index, &shared);
         });
-        SCOPED_TRACE("branch '" + branch + "' index " + std::to_string(index));
         if (!hit) {
             EXPECT_EQ(IConfigurationSet::noSettingAtPathException, thrown);
             EXPECT_EQ("unwritten", copied);
@@ -258,8 +249,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         for (const auto& [path, setting] : entries(set, "")) {
             ASSERT_EQ(next->first, path);
             const Value& value = (next++)->second;
-            EXPECT_TRUE(same(value, read(*setting)));
-            EXPECT_TRUE(same(value, read(*set.retrieveLockedSetting(path)))) << path;
+            EXPECT_TRUE(same(value, read(*setting))) << path;
             std::visit(
                 [&](const auto& typed) {
                     using T = std::decay_t<decltype(typed)>;
@@ -297,7 +287,7 @@ class ModelBasedTest : public ::testing::TestWithParam<uint32_t> {
         checkEverything(1);
     }
 
-    std::mt19937_64 d_random;
+    std::mt19937_64 d_random{GetParam()};
     Settings d_models[2];
     bool d_modified[2] = {false, false};
     AutoRefCounted<IConfigurationSet> d_sets[2] = {

@@ -13,7 +13,6 @@
 
 #include <orvandel/configuration/Convenience.h>
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
-#include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
 namespace testsupport {
