@@ -40,7 +40,6 @@ TEST(Setting, RefusesOtherTypesNullOutPointersAndUnknownTypes) {
     const auto wrong = ISetting::wrongSettingTypeException;
     const auto null = ISetting::badOutPointer;
     const std::pair<std::function<void()>, ISetting::SettingException> calls[] = {
-        {[&] { fresh->getValue(&number); }, wrong},
         {[&] { fresh->getValue(static_cast<bool*>(nullptr)); }, null},
         {[&] { fresh->getValue(static_cast<uint32_t*>(nullptr)); }, null},
         {[&] { fresh->getValue(static_cast<const std::string**>(nullptr)); }, null},
@@ -50,11 +49,12 @@ TEST(Setting, RefusesOtherTypesNullOutPointersAndUnknownTypes) {
         {[&] { fresh->getBinaryBuffer(nullptr, &length); }, null},
         {[&] { fresh->getBinaryBuffer(&writable, nullptr); }, null},
         {[&] { fresh->getBinaryLength(nullptr); }, null},
+        {[&] { fresh->resizeBinaryBuffer(nullptr); }, null},
         {[&] { odd->getValue(&flag); }, wrong},
         {[&] { odd->setValue(true); }, wrong},
         {[&] { odd->getValue(&number); }, wrong},
         {[&] { odd->getValue(&text); }, wrong},
-        {[&] { odd->getBinaryLength(&length); }, wrong},
+        {[&] { odd->getLockedBinaryBuffer(&locked, &length); }, wrong},
     };
     for (size_t row = 0; row < std::size(calls); ++row) {
         EXPECT_EQ(calls[row].second,
