@@ -15,10 +15,8 @@ using com::orvandel::configuration::ISetting;
 class ForeignSetting : public RefCounted<ISetting> {
   public:
     explicit ForeignSetting(AutoRefCounted<ISetting> inner) : d_inner(inner) {}
-
     void initialize(Type type) override { d_inner->initialize(type); }
     Type getType() const override { return d_inner->getType(); }
-
     void getLockedBinaryBuffer(const unsigned char** binary, size_t* length) const override {
         d_inner->getLockedBinaryBuffer(binary, length);
     }
@@ -51,9 +49,6 @@ class ForeignSetting : public RefCounted<ISetting> {
     ORVANDEL_FORWARD_PAIR(const std::string**, const std::string&)
     ORVANDEL_FORWARD_PAIR(const std::wstring**, const std::wstring&)
 #undef ORVANDEL_FORWARD_PAIR
-
-  protected:
-    ~ForeignSetting() override = default;
 
   private:
     AutoRefCounted<ISetting> d_inner;

@@ -1,5 +1,5 @@
-// save never destroys the file it replaces and never reports a failed write as success; load
-// refuses what is not a regular file without blocking.
+// save never destroys the file it replaces nor reports a failed write as success; load refuses
+// what is not a regular file without blocking.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -11,19 +11,18 @@
 
 #include <filesystem>
 #include <ios>
-#include <random>
 #include <string>
 
 #include "TestSupport.h"
 
 using namespace com::orvandel;
 using namespace com::orvandel::configuration;
-using testsupport::setsEqual;
+using Set = AutoRefCounted<IConfigurationSet>;
 
 namespace {
 
-AutoRefCounted<IConfigurationSet> setOfSize(int count, int32_t value) {
-    const AutoRefCounted<IConfigurationSet> set = testsupport::newBinarySet();
+Set setOfSize(int count, int32_t value) {
+    const Set set = testsupport::newBinarySet();
     for (int index = 0; index < count; ++index) {
         set->insertSetting("key" + std::to_string(index),
                            testsupport::makeSetting(ISetting::int32Type, value));
@@ -31,19 +30,19 @@ AutoRefCounted<IConfigurationSet> setOfSize(int count, int32_t value) {
     return set;
 }
 
-bool loadsAs(const std::string& file, const AutoRefCounted<IConfigurationSet>& expected) {
-    const AutoRefCounted<IConfigurationSet> loaded = testsupport::newBinarySet();
+bool loadsAs(const std::string& file, const Set& expected) {
+    const Set loaded = testsupport::newBinarySet();
     loaded->load(file);
-    return setsEqual(loaded, expected);
+    return testsupport::setsEqual(loaded, expected);
 }
 
-// A write that fails part way (a file size limit, as on a full disk) throws, and the old file is
-// still whole with nothing beside it; a FIFO or a device is written in place, and a full one
-// fails.
+// A write that fails part way (a size limit, as on a full disk) throws, leaving the old file whole
+// and nothing beside it; a FIFO or a device is written in place. A load of what is not a regular
+// file (a FIFO with no writer, a device, a directory) fails at once, naming it, changing nothing.
 TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     const testsupport::ScratchDirectory directory;
     const std::string file = directory.file("set.bin");
-    const AutoRefCounted<IConfigurationSet> small = setOfSize(10, 1);
+    const Set small = setOfSize(10, 1);
     small->save(file);
     struct rlimit previous {};
     ::getrlimit(RLIMIT_FSIZE, &previous);
@@ -66,38 +65,27 @@ TEST(SafeSave, AFailedWriteThrowsAndLeavesTheOldFileWholeWithNothingBeside) {
     EXPECT_EQ(static_cast<ssize_t>(sizeof bytes), ::read(reader, bytes, sizeof bytes));
     ::close(reader);
     EXPECT_THROW(small->save("/dev/full"), std::ios_base::failure);
-}
-
-// Killed at any moment, a save leaves the old form or the new one, whole.
-TEST(SafeSave, ASaveKilledAtAnyMomentLeavesTheOldOrTheNewFileWhole) {
-    const testsupport::ScratchDirectory directory;
-    const std::string file = directory.file("set.bin");
-    const AutoRefCounted<IConfigurationSet> sets[] = {setOfSize(20000, 1), setOfSize(30000, 2)};
-    sets[0]->save(file);
-    std::mt19937 random(7);
-    for (int round = 0; round < 12; ++round) {
-        const pid_t child = ::fork();
-        ASSERT_NE(-1, child);
-        if (child == 0) {
-            for (int save = 0;; ++save) {
-                sets[save % 2]->save(file);
-            }
+    for (const std::string& name : {fifo, std::string("/dev/zero"), directory.file("")}) {
+        const Set set = setOfSize(1, 1);
+        set->checkModified();
+        try {
+            set->load(name);
+            ADD_FAILURE() << name << " loaded";
+        } catch (const std::ios_base::failure& failure) {
+            EXPECT_NE(std::string::npos, std::string(failure.what()).find(name)) << failure.what();
         }
-        ::usleep(std::uniform_int_distribution<useconds_t>(1000, 40000)(random));
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        EXPECT_TRUE(loadsAs(file, sets[0]) || loadsAs(file, sets[1])) << "round " << round;
+        EXPECT_TRUE(testsupport::setsEqual(set, setOfSize(1, 1)));
+        EXPECT_FALSE(set->checkModified());
     }
 }
 
-// The replacement keeps what the file was to its user: its permissions, the symbolic link that
-// named it, and a hard link's sharing (written in place). A new file gets a plain create's mode.
-TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
+// A replacement keeps the permissions, the symbolic link and a hard link's sharing (written in
+// place); a new file gets a plain create's mode. Killed at any moment, a save leaves the old form
+// or the new one, whole.
+TEST(SafeSave, AReplacementIsWholeAndKeepsPermissionsLinksAndSharing) {
     const testsupport::ScratchDirectory directory;
-    const AutoRefCounted<IConfigurationSet> before = setOfSize(1, 1);
-    const AutoRefCounted<IConfigurationSet> after = setOfSize(2, 2);
-    const std::string file = directory.file("set.bin");
-    const std::string link = directory.file("link.bin");
+    const Set before = setOfSize(1, 1), after = setOfSize(2, 2);
+    const std::string file = directory.file("set.bin"), link = directory.file("link.bin");
     before->save(file);
     std::filesystem::permissions(file, std::filesystem::perms(0640));
     std::filesystem::create_symlink(file, link);
@@ -108,31 +96,22 @@ TEST(SafeSave, AReplacementKeepsPermissionsLinksAndSharing) {
     std::filesystem::create_hard_link(file, directory.file("hard.bin"));
     before->save(directory.file("hard.bin"));
     EXPECT_TRUE(loadsAs(file, before));
-
+    const std::string fresh = directory.file("new.bin");
     const mode_t mask = ::umask(027);
-    after->save(directory.file("new.bin"));
+    const Set sets[] = {setOfSize(20000, 1), setOfSize(30000, 2)};
+    sets[0]->save(fresh);
     ::umask(mask);
-    EXPECT_EQ(std::filesystem::perms(0640),
-              std::filesystem::status(directory.file("new.bin")).permissions());
-}
-
-// What is not a regular file is refused at once, naming it, and the set is left unchanged: a
-// FIFO with no writer, a device, a directory.
-TEST(SafeLoad, AnythingButARegularFileIsRefusedWithoutBlocking) {
-    const testsupport::ScratchDirectory directory;
-    const std::string fifo = directory.file("fifo");
-    ASSERT_EQ(0, ::mkfifo(fifo.c_str(), 0600));
-    for (const std::string& file : {fifo, std::string("/dev/zero"), directory.file("")}) {
-        const AutoRefCounted<IConfigurationSet> set = setOfSize(1, 1);
-        set->checkModified();
-        try {
-            set->load(file);
-            ADD_FAILURE() << file << " loaded";
-        } catch (const std::ios_base::failure& failure) {
-            EXPECT_NE(std::string::npos, std::string(failure.what()).find(file)) << failure.what();
+    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(fresh).permissions());
+    for (useconds_t round = 0; round < 12; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_NE(-1, child);
+        for (int save = 0; child == 0; ++save) {
+            sets[save % 2]->save(fresh);
         }
-        EXPECT_TRUE(setsEqual(set, setOfSize(1, 1)));
-        EXPECT_FALSE(set->checkModified());
+        ::usleep(1000 + round * 3300);  // killed at moments spread over a save or two
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        EXPECT_TRUE(loadsAs(fresh, sets[0]) || loadsAs(fresh, sets[1])) << "round " << round;
     }
 }
 

@@ -5,22 +5,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
-#include <orvandel/IRefCounted.h>
 #include <orvandel/configuration/Convenience.h>
-#include <orvandel/configuration/IConfigurationSet.h>
-#include <orvandel/configuration/ISetting.h>
 #include <orvandel/configuration/internal/BinaryConfigurationSet.h>
-#include <orvandel/configuration/internal/ConfigurationSet.h>
 #include <orvandel/configuration/internal/Setting.h>
 
 namespace testsupport {
@@ -63,18 +55,14 @@ AutoRefCounted<ISetting> makeSetting(ISetting::Type type, const T& value) {
 inline AutoRefCounted<ISetting> makeBinarySetting(const std::vector<unsigned char>& bytes) {
     AutoRefCounted<ISetting> setting(new Setting());
     setting->initialize(ISetting::binaryType);
-    size_t length = bytes.size();
-    setting->resizeBinaryBuffer(&length);
-    unsigned char* buffer = nullptr;
-    setting->getBinaryBuffer(&buffer, &length);
-    std::copy(bytes.begin(), bytes.end(), buffer);
+    com::orvandel::configuration::detail::writeValue(*setting, bytes);
     return setting;
 }
 
+// New empty sets, plain and binary.
 inline AutoRefCounted<IConfigurationSet> newPlainSet() {
     return AutoRefCounted<IConfigurationSet>(new ConfigurationSet());
 }
-
 inline AutoRefCounted<IConfigurationSet> newBinarySet() {
     return AutoRefCounted<IConfigurationSet>(new BinaryConfigurationSet());
 }
@@ -90,27 +78,22 @@ inline std::vector<unsigned char> serializedForm(IConfigurationSet& set) {
     return com::orvandel::configuration::serialize(set);
 }
 
-// The paths of the set in its own order, by enumerating the empty branch.
+// The paths of the set in its own order.
 inline std::vector<std::string> pathsOf(IConfigurationSet& set) {
     std::vector<std::string> paths;
-    for (uint32_t index = 0; index < set.getSettingCount(); ++index) {
-        std::string path;
-        set.retrieveSettingByIndex(std::string(), index, path);
+    for (const auto& [path, setting] : com::orvandel::configuration::entries(set, "")) {
         paths.push_back(path);
     }
     return paths;
 }
 
-// A fresh directory under the test temporary directory, removed with everything in it when the
-// object goes.
+// A fresh directory under the test temporary directory, removed with everything in it at the end.
 class ScratchDirectory {
   public:
-    ScratchDirectory() {
-        std::string pattern = testing::TempDir() + "orvandel-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
+    ScratchDirectory() : d_path(testing::TempDir() + "orvandel-XXXXXX") {
+        if (mkdtemp(d_path.data()) == nullptr) {
             throw std::runtime_error("mkdtemp failed");
         }
-        d_path = pattern;
     }
     ~ScratchDirectory() {
         std::error_code ignored;
@@ -118,11 +101,10 @@ class ScratchDirectory {
     }
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    std::string file(const std::string& name) const { return (d_path / name).string(); }
+    std::string file(const std::string& name) const { return d_path + "/" + name; }
 
   private:
-    std::filesystem::path d_path;
+    std::string d_path;
 };
 
 }  // namespace testsupport

@@ -17,8 +17,7 @@
 
 struct ProgramResult {
     int status;  // the exit status, or -1 when the program did not exit normally
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 inline std::string readFile(const std::string& name) {
@@ -26,16 +25,7 @@ inline std::string readFile(const std::string& name) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-inline void writeFile(const std::string& name, const std::string& bytes) {
-    std::ofstream(name, std::ios::binary) << bytes;
-}
-
-inline bool contains(const std::string& text, const std::string& word) {
-    return text.find(word) != std::string::npos;
-}
-
-// Runs a command of the shell, in which $ORVCONF names the installed orvconf, with standard input
-// empty unless the command redirects it.
+// Runs a shell command, in which $ORVCONF names the installed orvconf, with empty input.
 inline ProgramResult shell(const std::string& command) {
     const std::string output = "/tmp/orvconf-output-" + std::to_string(::getpid());
     const int status = std::system(
@@ -47,12 +37,12 @@ inline ProgramResult shell(const std::string& command) {
     return result;
 }
 
-// Runs the words as a program and its arguments, each cut at a NUL as the system does.
-inline ProgramResult runProgram(const std::vector<std::string>& words) {
-    std::string command;
-    for (const std::string& word : words) {
+// Runs orvconf with the arguments, each quoted and, as by the system, cut at a NUL.
+inline ProgramResult orvconf(const std::vector<std::string>& arguments) {
+    std::string command = "\"$ORVCONF\"";
+    for (const std::string& argument : arguments) {
         command += " '";
-        for (const char* c = word.c_str(); *c != 0; ++c) {
+        for (const char* c = argument.c_str(); *c != 0; ++c) {
             command += *c == '\'' ? std::string("'\\''") : std::string(1, *c);
         }
         command += "'";
@@ -71,20 +61,19 @@ class OrvconfTest : public ::testing::Test {
         ::setenv("ORVCONF", ORVCONF_INSTALLED_PROGRAM, 1);
     }
 
-    // Gives back write permission that a test took away, then removes everything.
-    void TearDown() override {
+    void TearDown() override {  // gives back write permission a test took away, removes all
         shell("chmod -R u+w '" + d_directory + "'; rm -rf '" + d_directory + "'");
     }
 
-    static ProgramResult orvconf(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), ORVCONF_INSTALLED_PROGRAM);
-        return runProgram(arguments);
+    static void writeFile(const std::string& name, const std::string& bytes) {
+        std::ofstream(name, std::ios::binary) << bytes;
     }
 
-    // The names in a directory, a line each, in byte order.
-    static std::string listing(const std::string& directory = ".") {
-        return shell("LC_ALL=C ls -A " + directory).out;
+    static bool contains(const std::string& text, const std::string& word) {
+        return text.find(word) != std::string::npos;
     }
+
+    static std::string listing() { return shell("LC_ALL=C ls -A").out; }
 
     // Expects the status, no output, and one error line "orvconf: ..." holding every word.
     static void expectFailure(const ProgramResult& result, const std::vector<std::string>& words,
@@ -98,24 +87,23 @@ class OrvconfTest : public ::testing::Test {
         }
     }
 
-    static void expectSuccess(const ProgramResult& result) {
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err, "");
-    }
-
-    // Runs orvconf and expects the output and the status, and no error output.
-    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out,
+    // Expects the output and the status, and no error output; expectOutput runs orvconf first.
+    static void expectResult(const ProgramResult& result, const std::string& out = "",
                              int status = 0) {
-        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
-        const ProgramResult result = orvconf(arguments);
         EXPECT_EQ(result.status, status) << result.err;
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(result.out, out);
     }
 
+    static void expectOutput(const std::vector<std::string>& arguments, const std::string& out = "",
+                             int status = 0) {
+        SCOPED_TRACE(arguments.empty() ? "" : arguments[0] + " " + arguments.back());
+        expectResult(orvconf(arguments), out, status);
+    }
+
     static void set(const std::string& name, const std::string& path, const std::string& type,
                     const std::string& value) {
-        expectOutput({"set", name, path, type, value}, "");
+        expectOutput({"set", name, path, type, value});
     }
 
   private:
