@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <orvandel/configuration/Convenience.h>
+#include <orvandel/configuration/internal/KeptForm.h>
 #include <orvandel/configuration/internal/XMLConfigurationSet.h>
 
 #include "TestSupport.h"
@@ -78,6 +79,24 @@ void expectChangesSeen(AutoRefCounted<IConfigurationSet> (*newSet)()) {
 TEST(KeptForm, TheCallAfterALengthQuerySeesEveryChangeMadeInBetween) {
     expectChangesSeen(testsupport::newBinarySet);
     expectChangesSeen([] { return AutoRefCounted<IConfigurationSet>(new XMLConfigurationSet()); });
+}
+
+// The form stays current from its build, stamped with the count of changes before it, until the
+// next change or until it is taken out.
+TEST(KeptForm, IsCurrentFromItsBuildUntilTheNextChangeOrItsUse) {
+    const AutoRefCounted<SharedFlag> flag(new SharedFlag(false));
+    flag->flag();
+    KeptForm form(*flag);
+    for (const bool taken : {true, false}) {
+        form.build([](KeptForm& kept) { kept.bytes().putBytes("ab", 2); });
+        EXPECT_TRUE(form.isCurrent());
+        if (taken) {
+            EXPECT_EQ(2u, form.take().size());
+        } else {
+            flag->flag();
+        }
+        EXPECT_FALSE(form.isCurrent());
+    }
 }
 
 }  // namespace

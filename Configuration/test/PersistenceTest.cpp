@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <orvandel/configuration/Convenience.h>
+#include <orvandel/configuration/LastFailure.h>
 
 #include "FuzzSupport.h"
 #include "TestSupport.h"
@@ -55,18 +56,19 @@ TEST(PlainSetPersistence, EveryPersistenceCallIsRefusedWithoutTouchingAFileOrThe
     put(*set, "p", int32_t{1});
     size_t length = 99;
     unsigned char buffer[64];
-    const std::vector<std::function<void()>> calls{
-        [&] { set->serialize(buffer, sizeof buffer, &length); },
-        [&] { set->unserialize(buffer, 0); },
-        [&] { set->save(missing); },
-        [&] { set->save(existing); },
-        [&] { set->load(saved); },
-        [&] { set->load(missing); }};
+    const std::vector<std::pair<const char*, std::function<void()>>> calls{
+        {"cannot serialize", [&] { set->serialize(buffer, sizeof buffer, &length); }},
+        {"cannot unserialize", [&] { set->unserialize(buffer, 0); }},
+        {"cannot save", [&] { set->save(missing); }},
+        {"cannot save", [&] { set->save(existing); }},
+        {"cannot load", [&] { set->load(saved); }},
+        {"cannot load", [&] { set->load(missing); }}};
     for (const bool flagged : {true, false}) {  // the insertion raised the flag
         for (size_t call = 0; call < calls.size(); ++call) {
             EXPECT_EQ(IConfigurationSet::unsupportedException,
-                      thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call]))
+                      thrownValue<IConfigurationSet::ConfigurationSetException>(calls[call].second))
                 << "call " << call;
+            EXPECT_NE(std::string::npos, lastFailure().find(calls[call].first)) << lastFailure();
         }
         EXPECT_EQ(flagged, set->checkModified());
     }
