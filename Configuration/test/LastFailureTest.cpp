@@ -36,6 +36,8 @@ TEST(LastFailure, NamesTheFileThePositionThePathAndTheTypes) {
         {[&] { newSet("XMLConfigurationSet")->load(bad); }, {bad + ":3:"}},
         {[&] { newSet("BinaryConfigurationSet")->load(missing); },
          {missing, "No such file or directory"}},
+        {[&] { newSet("BinaryConfigurationSet")->save(missing + "/x.cfg"); },
+         {"cannot write", missing + "/x.cfg", "No such file or directory"}},
         {unserializing("XMLConfigurationSet",
                        "<configuration><a><setting name=\"p\" "
                        "type=\"uint16\">x8</setting></a></configuration>"),
