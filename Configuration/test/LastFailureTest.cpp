@@ -33,7 +33,7 @@ TEST(LastFailure, NamesTheFileThePositionThePathAndTheTypes) {
     std::ofstream(bad) << "<configuration>\n  <group>\n    <group size=>\n</configuration>\n";
     const std::string missing = directory.file("missing.cfg");
     const std::vector<std::pair<std::function<void()>, std::vector<std::string>>> cases{
-        {[&] { newSet("XMLConfigurationSet")->load(bad); }, {bad + ":3:"}},
+        {[&] { newSet("XMLConfigurationSet")->load(bad); }, {bad + ":3:", "attribute value"}},
         {[&] { newSet("BinaryConfigurationSet")->load(missing); },
          {missing, "No such file or directory"}},
         {[&] { newSet("BinaryConfigurationSet")->save(missing + "/x.cfg"); },
