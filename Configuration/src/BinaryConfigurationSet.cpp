@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <orvandel/configuration/internal/BinaryStream.h>
@@ -72,6 +73,15 @@ void putValue(Writer& writer, ISetting& setting, ISetting::Type type) {
         }
     }
     // A type outside the known ones: the record ends after its type code.
+}
+
+// A record up to its value: the path, then the type code, which it returns.
+template <class Writer>
+ISetting::Type putRecordStart(Writer& writer, std::string_view path, const ISetting& setting) {
+    putField(writer, path.data(), path.size());
+    const ISetting::Type type = setting.getType();
+    writer.put(static_cast<uint32_t>(type));
+    return type;
 }
 
 // Narrow text up to its first NUL byte (all of it when there is none).
@@ -162,27 +172,23 @@ BinaryConfigurationSet::BinaryConfigurationSet() {
     d_capSerialize = true;
 }
 
-// Writes every setting as one record. When building a form to keep, tells `form` of every
-// setting and of where each binary value's bytes stand.
-template <class Writer>
-void BinaryConfigurationSet::writeSettings(Writer& writer, KeptForm* form) {
-    forEachInOrder(settingsInOrder(), [&](const std::string& path, ISetting& setting) {
-        putField(writer, path.data(), path.size());
-        const ISetting::Type type = setting.getType();
-        writer.put(static_cast<uint32_t>(type));
-        const size_t valueStart = writer.position();
-        putValue(writer, setting, type);
-        if (form != nullptr) {
-            form->noteSetting(setting);
-            if (type == ISetting::binaryType) {
-                form->noteBinary(valueStart + sizeof(uint64_t), setting);
-            }
-        }
-    });
-}
-
+// The form to keep: every setting as one record, each binary value's bytes left for
+// rewriteBinary when the form is handed out.
 void BinaryConfigurationSet::buildForm(KeptForm& form) {
-    writeSettings(form.bytes(), &form);
+    FormBuffer& bytes = form.bytes();
+    forEachInOrder(settingsInOrder(), [&](std::string_view path, ISetting& setting) {
+        form.noteSetting(setting);
+        const ISetting::Type type = putRecordStart(bytes, path, setting);
+        if (type != ISetting::binaryType) {
+            return putValue(bytes, setting, type);
+        }
+        unsigned char* binary = nullptr;  // read as a straight write reads it, raising the flag
+        size_t length = 0;
+        setting.getBinaryBuffer(&binary, &length);
+        bytes.put(static_cast<uint64_t>(length));
+        form.noteBinary(bytes.size(), setting);
+        bytes.extend(length);
+    });
 }
 
 void BinaryConfigurationSet::rewriteBinary(unsigned char* at, const unsigned char* binary,
@@ -208,7 +214,9 @@ void BinaryConfigurationSet::serialize(unsigned char* out, size_t outLength, siz
     }
     d_keptForm.release();
     BinaryStreamWriter writer(out, outLength);
-    writeSettings(writer, nullptr);
+    forEachInOrder(settingsInOrder(), [&writer](std::string_view path, ISetting& setting) {
+        putValue(writer, setting, putRecordStart(writer, path, setting));
+    });
     *reqLength = writer.position();
     if (writer.position() > outLength) {
         std::memset(out, 0, outLength);

@@ -16,15 +16,18 @@ void ConfigurationSet::rewriteBinary(unsigned char*, const unsigned char*, size_
     throw unsupportedException;
 }
 
-// Brings the kept form up to date: its binary values written afresh when it is current, a new
-// form otherwise.
+// A current form: the kept one when nothing changed since it was built, otherwise a new one.
 void ConfigurationSet::prepareForm() {
-    if (d_keptForm.isCurrent()) {
-        d_keptForm.refreshBinaries([this](unsigned char* at, const unsigned char* binary,
-                                          size_t length) { rewriteBinary(at, binary, length); });
-    } else {
+    if (!d_keptForm.isCurrent()) {
         d_keptForm.build([this](KeptForm& form) { buildForm(form); });
     }
+}
+
+// The form is about to be handed out: its binary values are written from the settings now.
+void ConfigurationSet::completeForm() {
+    d_keptForm.writeBinaries([this](unsigned char* at, const unsigned char* binary, size_t length) {
+        rewriteBinary(at, binary, length);
+    });
 }
 
 void ConfigurationSet::serializeWhole(unsigned char* out, size_t outLength, size_t* reqLength) {
@@ -37,6 +40,7 @@ void ConfigurationSet::serializeWhole(unsigned char* out, size_t outLength, size
         }
         throw outBufferTooSmallException;
     }
+    completeForm();
     if (length != 0) {
         std::memcpy(out, d_keptForm.bytes().data(), length);
     }
@@ -46,6 +50,7 @@ void ConfigurationSet::serializeWhole(unsigned char* out, size_t outLength, size
 
 FormBuffer ConfigurationSet::serializedForm() {
     prepareForm();
+    completeForm();
     FormBuffer form = d_keptForm.take();
     clearModified();
     return form;

@@ -43,15 +43,26 @@ void KeptForm::keep() {
     }
 }
 
-// The writable accessor raises the flag, which must not release the form being refreshed.
-void KeptForm::refreshBinaries(const BinaryRewriter& rewrite) {
+// The writable accessor raises the flag, which must not release the form being completed. The
+// settings lie wherever they were allocated, so each is fetched a few values ahead of its turn,
+// and its bytes a little later.
+void KeptForm::writeBinaries(const BinaryRewriter& rewrite) {
+    constexpr size_t sd_settingAhead = 8;
+    constexpr size_t sd_bytesAhead = 4;
     d_changes.listenOnce(nullptr);
     try {
-        for (const BinaryValue& value : d_binaries) {
+        const size_t count = d_binaries.size();
+        for (size_t i = 0; i < count; ++i) {
+            if (i + sd_settingAhead < count) {
+                static_cast<const Setting*>(d_binaries[i + sd_settingAhead].setting)->prefetch();
+            }
+            if (i + sd_bytesAhead < count) {
+                static_cast<const Setting*>(d_binaries[i + sd_bytesAhead].setting)->prefetchValue();
+            }
             unsigned char* binary = nullptr;
             size_t length = 0;
-            value.setting->getBinaryBuffer(&binary, &length);
-            rewrite(d_bytes.data() + value.offset, binary, length);
+            d_binaries[i].setting->getBinaryBuffer(&binary, &length);
+            rewrite(d_bytes.data() + d_binaries[i].offset, binary, length);
         }
     } catch (...) {
         release();

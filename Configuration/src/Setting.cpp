@@ -20,7 +20,7 @@ const char* typeName(ISetting::Type type) {
                : "";
 }
 
-Setting::Setting() : d_binary(nullptr), d_binaryLength(0), d_type(boolType) {
+Setting::Setting() : d_type(boolType), d_binary(nullptr), d_binaryLength(0) {
     std::memset(&d_value, 0, sizeof d_value);
 }
 

@@ -9,7 +9,7 @@ const SettingOrder::Entries& SettingOrder::of(const SettingMap& settings) {
         Entries entries;
         entries.reserve(settings.size());
         for (const SettingMap::value_type& entry : settings) {
-            entries.push_back(&entry);
+            entries.push_back({entry.first, static_cast<Setting*>(entry.second.operator->())});
         }
         d_entries.swap(entries);
         d_current = true;

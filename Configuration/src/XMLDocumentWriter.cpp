@@ -147,8 +147,8 @@ struct SameName {
 };
 
 // One element of the document. Its pool bytes are a branch element's tag name, or what follows
-// "<" of a setting element up to the end of its value text; a binary value is not pooled but
-// written from the setting when the element is printed.
+// "<" of a setting element up to the end of its value text; a binary value is not pooled: the
+// printer leaves room for its Base64 text, written when the form is handed out.
 struct Element {
     uint32_t firstChild = sd_none;
     uint32_t lastChild = sd_none;
@@ -159,6 +159,7 @@ struct Element {
     size_t poolStart = 0;
     size_t poolLength = 0;
     ISetting* binary = nullptr;
+    size_t binaryLength = 0;
     SameName settingChildren;
 };
 
@@ -177,18 +178,18 @@ class DocumentTree : public XMLFormatTarget {
     // whole tree is built, so the failure is reported after every branch has been checked.
     bool holdsUnwritableCharacter() const { return d_unwritable; }
 
-    void add(const std::string& path, ISetting& setting) {
+    void add(std::string_view path, ISetting& setting) {
         const bool wasWritable = !d_unwritable;
         addSetting(path, setting);
         if (wasWritable && d_unwritable) {
-            d_firstUnwritable = &path;
+            d_firstUnwritable = path;
         }
     }
 
     // The path of the first setting whose name or value holds a character XML cannot carry.
-    const std::string& firstUnwritable() const { return *d_firstUnwritable; }
+    std::string_view firstUnwritable() const { return d_firstUnwritable; }
 
-    void addSetting(const std::string& path, ISetting& setting) {
+    void addSetting(std::string_view path, ISetting& setting) {
         const size_t lastSlash = path.rfind('/');
         const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
         const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
@@ -207,6 +208,7 @@ class DocumentTree : public XMLFormatTarget {
             size_t length = 0;
             setting.getBinaryBuffer(&binary, &length);
             element.binary = &setting;
+            element.binaryLength = length;
         } else {
             const std::string& text = d_values.valueText(setting);
             noteWhiteSpace(text, element);
@@ -241,10 +243,10 @@ class DocumentTree : public XMLFormatTarget {
     // into the existing child element of its tag name when the parent has exactly one;
     // otherwise (none, or several) it gets a new element, and so does every deeper segment of
     // the path, without looking. An empty segment just before branchEnd is never visited.
-    uint32_t branchOf(const std::string& path, size_t branchEnd) {
+    uint32_t branchOf(std::string_view path, size_t branchEnd) {
         size_t shared = sharedLevels(path, branchEnd);
         d_walk.resize(shared);
-        d_previousPath = &path;
+        d_previousPath = path;
         uint32_t parent = shared == 0 ? 0 : d_walk.back().element;
         size_t position = shared == 0 ? 0 : d_walk.back().end;
         size_t depth = 1 + shared;
@@ -278,12 +280,9 @@ class DocumentTree : public XMLFormatTarget {
     }
 
     // The levels of the last walk that path goes through in the same way.
-    size_t sharedLevels(const std::string& path, size_t branchEnd) const {
-        if (d_previousPath == nullptr) {
-            return 0;
-        }
+    size_t sharedLevels(std::string_view path, size_t branchEnd) const {
         const size_t common =
-            std::mismatch(path.begin(), path.end(), d_previousPath->begin(), d_previousPath->end())
+            std::mismatch(path.begin(), path.end(), d_previousPath.begin(), d_previousPath.end())
                 .first -
             path.begin();
         size_t shared = 0;
@@ -411,11 +410,11 @@ class DocumentTree : public XMLFormatTarget {
     std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
     std::u16string d_key;
     std::vector<Level> d_walk;
-    const std::string* d_previousPath = nullptr;
+    std::string_view d_previousPath;  // the map's own key
     UnicodeText d_unicode;
     XMLValueTextWriter d_values;
     bool d_unwritable = false;
-    const std::string* d_firstUnwritable = nullptr;  // the path, owned by the settings' map
+    std::string_view d_firstUnwritable;  // the map's own key
 };
 
 // The second pass: prints the tree into the form.
@@ -481,19 +480,16 @@ class DocumentPrinter {
         markup(">");
     }
 
-    // The value text is pooled with the start tag, except Base64, which is encoded straight into
-    // the form (it holds neither markup nor whitespace only, so it is written as it is).
+    // The value text is pooled with the start tag, except Base64, for which room is left (it
+    // holds neither markup nor whitespace only, so it is written as it is).
     void printValue(const Element& element) {
         d_lineFeedInText = element.lineFeedInText;
         d_whiteSpaceAfterLineFeed = element.whiteSpaceAfterLineFeed;
         if (element.binary == nullptr) {
             return;
         }
-        unsigned char* binary = nullptr;
-        size_t length = 0;
-        element.binary->getBinaryBuffer(&binary, &length);
         d_form.noteBinary(d_bytes.size(), *element.binary);
-        writeXMLBase64(binary, length, d_bytes.extend(xmlBase64Length(length)));
+        d_bytes.extend(xmlBase64Length(element.binaryLength));
     }
 
     void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
@@ -534,10 +530,11 @@ class DocumentPrinter {
 void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form) {
     try {
         DocumentTree tree;
-        forEachInOrder(entries, [&](const std::string& path, ISetting& setting) {
+        forEachInOrder(entries, [&](std::string_view path, ISetting& setting) {
             form.noteSetting(setting);
             tree.add(path, setting);
         });
+
         if (tree.holdsUnwritableCharacter()) {
             recordFailure("path '", Excerpt(tree.firstUnwritable()),
                           "': the name or value holds a character XML 1.0 cannot carry");

@@ -30,10 +30,6 @@ class BinaryConfigurationSet : public ConfigurationSet {
 
     void buildForm(KeptForm& form) override;
     void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length) override;
-
-  private:
-    template <class Writer>
-    void writeSettings(Writer& writer, KeptForm* form);
 };
 
 }  // namespace configuration

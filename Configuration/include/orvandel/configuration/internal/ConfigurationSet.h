@@ -75,12 +75,12 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     void clearModified();
 
     // For formats whose form is built whole: appends the set's whole form to form.bytes(),
-    // telling `form` of every setting written and of where each binary value's form starts. The
-    // default refuses with unsupportedException.
+    // telling `form` of every setting written, and leaving room for each binary value's form,
+    // whose start it notes. The default refuses with unsupportedException.
     virtual void buildForm(KeptForm& form);
 
     // For formats whose form is built whole: writes the form of a binary value's current bytes
-    // at `at`, over its old form of the same length.
+    // into the room buildForm left for it at `at`.
     virtual void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length);
 
     // The length protocol for a form built whole (see KeptForm.h): serves the kept form when it
@@ -116,6 +116,7 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     };
 
     void prepareForm();
+    void completeForm();
     SettingMap::const_iterator findByIndex(const std::string& branch, uint32_t index) const;
     // The entry at path; throws noSettingAtPathException.
     SettingMap::const_iterator findPath(const std::string& path) const;

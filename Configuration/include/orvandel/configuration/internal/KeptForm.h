@@ -25,16 +25,18 @@ namespace configuration {
 // count is what it was when the form was built. Two kinds of change escape the count:
 //  - a setting that was taken over by another set reports to that set's flag; a form that holds
 //    such a setting is never kept;
-//  - bytes written through a binary buffer handed out writable earlier; so the form remembers
-//    where each binary value stands, and serving it writes those values afresh from the settings
-//    (reading them through the writable accessor, exactly as a fresh walk does).
+//  - bytes written through a binary buffer handed out writable earlier; so a form is built with
+//    room for each binary value and a note of where it stands, and the values are written from
+//    the settings when the form is handed out (reading them through the writable accessor,
+//    exactly as a fresh walk does). A length query, which hands nothing out, never reads them.
 // A form is used once: the call that copies it out releases it, and so does the first change
 // after it was built (the form listens to the flag), so a set holds a second copy of its data
 // only between a length query and the call that follows.
 class KeptForm : private SharedFlag::ChangeListener {
   public:
-    // Writes the current bytes of a binary value over its old form, which starts at `at` and has
-    // the same length (a binary buffer cannot be resized without the flag counting it).
+    // Writes the current bytes of a binary value into the room left for them at `at`, which is
+    // as long as the value's form (a binary buffer cannot be resized without the flag counting
+    // it).
     using BinaryRewriter =
         std::function<void(unsigned char* at, const unsigned char* binary, size_t length)>;
 
@@ -51,18 +53,21 @@ class KeptForm : private SharedFlag::ChangeListener {
     // form one that cannot be kept.
     void noteSetting(const ISetting& setting);
 
-    // For writers: the form of setting's binary value starts at `offset` of the bytes.
+    // For writers: the form of setting's binary value starts at `offset` of the bytes. The writer
+    // leaves its bytes unwritten; writeBinaries writes them.
     void noteBinary(size_t offset, ISetting& setting);
 
     // True when a form is kept and nothing changed since it was built.
     bool isCurrent() const;
 
     // Builds a new form with build(*this), replacing any kept one, and keeps it if it can be
-    // kept. Anything build throws leaves no form behind.
+    // kept. Its binary values are left for writeBinaries. Anything build throws leaves no form
+    // behind.
     void build(const std::function<void(KeptForm&)>& build);
 
-    // Brings the kept form (current) up to date with its binary values.
-    void refreshBinaries(const BinaryRewriter& rewrite);
+    // Writes the current bytes of every binary value into the form, which must then be handed
+    // out: called once the form is current, before it is copied or taken.
+    void writeBinaries(const BinaryRewriter& rewrite);
 
     // The whole form, taken out of the set; nothing is kept.
     FormBuffer take();
@@ -86,7 +91,7 @@ class KeptForm : private SharedFlag::ChangeListener {
     std::vector<BinaryValue> d_binaries;
     bool d_keepable = true;
     bool d_kept = false;
-    uint64_t d_builtAt = 0;   // the flag's change count when the form was built or refreshed
+    uint64_t d_builtAt = 0;   // the flag's change count when the form was built or completed
     size_t d_lastLength = 0;  // of the last form built, to size the next one
 };
 

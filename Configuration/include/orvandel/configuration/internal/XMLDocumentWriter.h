@@ -13,8 +13,9 @@ namespace configuration {
 
 // Appends the document of the settings `entries` (in path order) to form.bytes(), byte for byte
 // what Xerces-C's DOM serializer writes, with pretty-printing, for the document the format
-// describes (docs/xml-format.md), and tells `form` of every setting and of where each binary value's
-// Base64 text starts. Names and texts are escaped and encoded by Xerces-C's XMLFormatter, as
+// describes (docs/xml-format.md), and tells `form` of every setting. Each binary value's Base64
+// text is left unwritten, its room noted in `form`, for writeXMLBase64 to fill when the form is
+// handed out. Names and texts are escaped and encoded by Xerces-C's XMLFormatter, as
 // the serializer does. Throws xercesc::DOMException (INVALID_CHARACTER_ERR) for a branch segment
 // that is not an XML name, serializationFailureException for a path deeper than
 // XMLConfigurationSet::sd_maxElementDepth allows or a name or value holding a character XML 1.0
