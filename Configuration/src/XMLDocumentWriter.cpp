@@ -1,12 +1,11 @@
-// The XML writer works in two passes. The first walks the settings once, in path order: it lays
-// out the element tree by the format's branch rules and appends, for each element, what stands
-// in its start tag (and a setting's value text) to a byte pool, escaped and encoded as the
-// serializer writes it. The second prints the tree from the pool in document order, with the
-// serializer's pretty-printing: a line break and two spaces per level before each element, an
-// empty line before each child of the root, and its handling of a text that is all whitespace
-// and holds a line break (that line break stands in for the next one the serializer would
-// print, and the blanks after it for part of the next indentation). So every setting is read
-// once, and the bytes of the document are written once.
+// The XML writer walks the settings once, in path order: it lays out the element tree by the
+// format's branch rules, escapes and encodes each element's name (and a setting's value text) as
+// the serializer writes them, and prints the document as it goes, with the serializer's
+// pretty-printing, straight into the form. Path order is document order for nearly every set;
+// a set whose paths lead back into an element after another element has followed it is walked
+// again, this time into a whole tree with its bytes in a pool, which is then printed in document
+// order. So every setting is read once (twice in that rare case), and the bytes of the document
+// are written once.
 #include <orvandel/configuration/internal/XMLDocumentWriter.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include <xercesc/dom/DOMException.hpp>
@@ -163,14 +163,194 @@ struct Element {
     SameName settingChildren;
 };
 
-// The first pass: the element tree of the document and the pooled bytes of its elements, from
-// the settings in the set's order.
+// The serializer's layout, written into the form: a line break and two spaces per level before
+// each element, an empty line before each child of the root, a line break and indentation
+// before an end tag when something was printed on a new line since the start tag, and its
+// handling of a value text that is all whitespace and holds a line break (that line break stands
+// in for the next one the serializer would print, and the blanks after it for part of the next
+// indentation).
+class Layout {
+  public:
+    explicit Layout(KeptForm& form) : d_form(form), d_bytes(form.bytes()) {}
+
+    void beginDocument() {
+        markup("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>");
+        newLine();
+        markup("<configuration");
+    }
+
+    void endDocument(bool rootHasChildren) {
+        if (rootHasChildren) {
+            newLine();
+            lineBreakUnlessPrinted();
+            markup("</configuration>");
+        } else {
+            markup("/>");
+        }
+        newLine();
+    }
+
+    // What precedes an element's name, at `level` (the root's children are at 1).
+    void openElement(unsigned level) {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            if (level == 1) {
+                newLine();
+            }
+            newLine();
+        }
+        indent(level);
+        markup("<");
+    }
+
+    // After a setting element's start tag and value text. A binary value's Base64 text is not
+    // written here: room is left for it, written when the form is handed out (it holds neither
+    // markup nor whitespace only, so it is written as it is).
+    void settingValue(const Element& element) {
+        d_lineFeedInText = element.lineFeedInText;
+        d_whiteSpaceAfterLineFeed = element.whiteSpaceAfterLineFeed;
+        if (element.binary != nullptr) {
+            d_form.noteBinary(d_bytes.size(), *element.binary);
+            d_bytes.extend(xmlBase64Length(element.binaryLength));
+        }
+    }
+
+    // Line breaks printed so far.
+    uint64_t lines() const { return d_lines; }
+
+    // The end tag of an element at `level`, whose start tag ended when lines() was linesAtStart.
+    void closeElement(unsigned level, uint64_t linesAtStart, std::string_view name) {
+        if (d_lines != linesAtStart) {
+            lineBreakUnlessPrinted();
+            indent(level);
+        }
+        markup("</");
+        d_bytes.putBytes(name.data(), name.size());
+        markup(">");
+    }
+
+    void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
+
+  private:
+    void newLine() {
+        d_bytes.put('\n');
+        ++d_lines;
+    }
+
+    // Before an end tag: a line break, unless a text has just printed one.
+    void lineBreakUnlessPrinted() {
+        if (d_lineFeedInText) {
+            d_lineFeedInText = false;
+        } else {
+            newLine();
+        }
+    }
+
+    void indent(unsigned level) {
+        if (d_whiteSpaceAfterLineFeed != 0) {
+            const size_t printed = d_whiteSpaceAfterLineFeed / 2;
+            d_whiteSpaceAfterLineFeed = 0;
+            level = printed < level ? level - static_cast<unsigned>(printed) : 0;
+        }
+        std::memset(d_bytes.extend(2 * size_t(level)), ' ', 2 * size_t(level));
+    }
+
+    KeptForm& d_form;
+    FormBuffer& d_bytes;
+    uint64_t d_lines = 0;
+    bool d_lineFeedInText = false;
+    size_t d_whiteSpaceAfterLineFeed = 0;
+};
+
+// Thrown by DocumentStream when the walk gives a child to an element that is already closed.
+struct OutOfDocumentOrder {};
+
+// Prints the document while the walk lays it out, straight into the form. The walk creates the
+// elements in document order unless a path goes back into an element after another element has
+// followed it: a "setting" segment that reuses a setting element after other children of its
+// parent, or two branch segments that are written alike but lie apart in path order (non-ASCII
+// bytes transcoded to the same characters, or text after a NUL, which is cut). The stream keeps
+// the chain of open elements, from the root to the last one opened; a new element whose parent
+// is not in it is out of order, and the document is then printed from its whole tree instead.
+class DocumentStream {
+  public:
+    explicit DocumentStream(KeptForm& form) : d_bytes(form.bytes()), d_layout(form) {
+        d_layout.beginDocument();
+        d_open.push_back({0, 0, false, {}});
+    }
+
+    FormBuffer& bytes() { return d_bytes; }
+
+    // Before a child of `parent` is written: closes the elements opened since parent, and writes
+    // what precedes the child's name. Throws OutOfDocumentOrder when parent is closed.
+    void open(uint32_t parent) {
+        while (d_open.size() > 1 && d_open.back().element != parent) {
+            closeLast();
+        }
+        if (d_open.back().element != parent) {
+            throw OutOfDocumentOrder();
+        }
+        if (!d_rootHasChildren) {
+            d_layout.markup(">");
+            d_rootHasChildren = true;
+        }
+        d_layout.openElement(static_cast<unsigned>(d_open.size()));
+    }
+
+    // After the element's bytes: a setting's up to the end of its value text, a branch's name.
+    void opened(uint32_t index, const Element& element) {
+        Open open{index, 0, element.isSetting, {}};
+        if (element.isSetting) {
+            d_layout.settingValue(element);
+        } else {
+            open.name.assign(reinterpret_cast<const char*>(d_bytes.data()) + element.poolStart,
+                             element.poolLength);
+            d_layout.markup(">");
+        }
+        open.linesAtStart = d_layout.lines();
+        d_open.push_back(std::move(open));
+    }
+
+    void finish() {
+        while (d_open.size() > 1) {
+            closeLast();
+        }
+        d_layout.endDocument(d_rootHasChildren);
+    }
+
+  private:
+    struct Open {
+        uint32_t element;
+        uint64_t linesAtStart;
+        bool isSetting;
+        std::string name;  // a branch's, as written
+    };
+
+    void closeLast() {
+        const Open& last = d_open.back();
+        d_layout.closeElement(static_cast<unsigned>(d_open.size() - 1), last.linesAtStart,
+                              last.isSetting ? std::string_view("setting") : last.name);
+        d_open.pop_back();
+    }
+
+    FormBuffer& d_bytes;
+    Layout d_layout;
+    std::vector<Open> d_open;
+    bool d_rootHasChildren = false;
+};
+
+// The walk: the element tree of the document and the bytes of its elements, from the settings
+// in the set's order. The bytes go to a pool of the tree's own, or, while a stream prints the
+// document as it goes, straight into the form.
 class DocumentTree : public XMLFormatTarget {
   public:
-    DocumentTree()
-        : d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
+    explicit DocumentTree(DocumentStream* stream)
+        : d_bytes(stream != nullptr ? stream->bytes() : d_pool),
+          d_formatter("UTF-8", "1.0", this, XMLFormatter::NoEscapes, XMLFormatter::UnRep_CharRef,
                       &d_formatterMemory),
-          d_escapes(AsciiEscapes::instance()) {
+          d_escapes(AsciiEscapes::instance()),
+          d_stream(stream) {
         d_elements.emplace_back();
     }
 
@@ -193,9 +373,12 @@ class DocumentTree : public XMLFormatTarget {
         const size_t lastSlash = path.rfind('/');
         const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
         const uint32_t parent = branchOf(path, lastSlash == std::string::npos ? 0 : lastSlash);
+        if (d_stream != nullptr) {
+            d_stream->open(parent);
+        }
         Element element;
         element.isSetting = true;
-        element.poolStart = d_pool.size();
+        element.poolStart = d_bytes.size();
         pool("setting name=\"");
         escaped(path.data() + nameStart, path.size() - nameStart, &AsciiEscapes::Escaped::attribute,
                 &AsciiEscapes::Escaped::plainInAttribute, XMLFormatter::AttrEscapes);
@@ -215,18 +398,22 @@ class DocumentTree : public XMLFormatTarget {
             escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text,
                     &AsciiEscapes::Escaped::plainInText, XMLFormatter::CharEscapes);
         }
-        element.poolLength = d_pool.size() - element.poolStart;
-        d_elements[parent].settingChildren.add(append(parent, element));
+        element.poolLength = d_bytes.size() - element.poolStart;
+        const uint32_t index = append(parent, element);
+        d_elements[parent].settingChildren.add(index);
+        if (d_stream != nullptr) {
+            d_stream->opened(index, element);
+        }
     }
 
     const Element& element(uint32_t index) const { return d_elements[index]; }
     const unsigned char* poolBytes(const Element& element) const {
-        return d_pool.data() + element.poolStart;
+        return d_bytes.data() + element.poolStart;
     }
 
     void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
                     XMLFormatter* const) override {
-        d_pool.putBytes(toWrite, count);
+        d_bytes.putBytes(toWrite, count);
     }
 
   private:
@@ -300,13 +487,19 @@ class DocumentTree : public XMLFormatTarget {
             throw DOMException(DOMException::INVALID_CHARACTER_ERR, 0,
                                XMLPlatformUtils::fgMemoryManager);
         }
+        if (d_stream != nullptr) {
+            d_stream->open(parent);
+        }
         Element branch;
-        branch.poolStart = d_pool.size();
+        branch.poolStart = d_bytes.size();
         d_formatter.formatBuf(tag.data(), tag.size(), XMLFormatter::NoEscapes,
                               XMLFormatter::UnRep_CharRef);
-        branch.poolLength = d_pool.size() - branch.poolStart;
+        branch.poolLength = d_bytes.size() - branch.poolStart;
         const uint32_t index = append(parent, branch);
         sameName.add(index);
+        if (d_stream != nullptr) {
+            d_stream->opened(index, d_elements[index]);
+        }
         return index;
     }
 
@@ -360,25 +553,25 @@ class DocumentTree : public XMLFormatTarget {
     void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
                  bool AsciiEscapes::Escaped::*plain, XMLFormatter::EscapeFlags escapes) {
         length = strnlen(text, length);
-        const size_t start = d_pool.size();
+        const size_t start = d_bytes.size();
         for (size_t at = 0; at < length;) {
             size_t run = at;
             while (run < length && static_cast<unsigned char>(text[run]) < 0x80 &&
                    d_escapes.of(static_cast<unsigned char>(text[run])).*plain) {
                 ++run;
             }
-            d_pool.putBytes(text + at, run - at);
+            d_bytes.putBytes(text + at, run - at);
             if (run == length) {
                 return;
             }
             const unsigned char character = static_cast<unsigned char>(text[run]);
             if (character >= 0x80) {
-                d_pool.truncate(start);
+                d_bytes.truncate(start);
                 return escapedUnicode(d_unicode.of(text, length), escapes);
             }
             const AsciiEscapes::Escaped& escapedCharacter = d_escapes.of(character);
             d_unwritable = d_unwritable || !escapedCharacter.allowed;
-            d_pool.putBytes((escapedCharacter.*ascii).data(), (escapedCharacter.*ascii).size());
+            d_bytes.putBytes((escapedCharacter.*ascii).data(), (escapedCharacter.*ascii).size());
             at = run + 1;
         }
     }
@@ -398,14 +591,15 @@ class DocumentTree : public XMLFormatTarget {
         d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
     }
 
-    void pool(const char* text) { d_pool.putBytes(text, std::strlen(text)); }
+    void pool(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
 
     std::deque<Element> d_elements;  // a deque, so that references survive appending
-    FormBuffer d_pool;
+    FormBuffer d_pool;               // the tree's own, when no stream prints as it goes
+    FormBuffer& d_bytes;             // where the elements' bytes go
     // The formatter's own memory: Xerces-C's formatter leaks what it had built when memory runs
     // out inside its constructor, and this hands all of it back when the tree is abandoned.
     XMLParserMemory d_formatterMemory;
-    XMLFormatter d_formatter;  // writes through writeChars into d_pool
+    XMLFormatter d_formatter;  // writes through writeChars into d_bytes
     const AsciiEscapes& d_escapes;
     std::unordered_map<std::u16string, SameName> d_branches;  // by parent index and tag name
     std::u16string d_key;
@@ -415,29 +609,23 @@ class DocumentTree : public XMLFormatTarget {
     XMLValueTextWriter d_values;
     bool d_unwritable = false;
     std::string_view d_firstUnwritable;  // the map's own key
+    DocumentStream* d_stream;            // prints the document as it goes, if any
 };
 
-// The second pass: prints the tree into the form.
+// Prints a whole tree into the form, in document order.
 class DocumentPrinter {
   public:
     DocumentPrinter(const DocumentTree& tree, KeptForm& form)
-        : d_tree(tree), d_form(form), d_bytes(form.bytes()) {}
+        : d_tree(tree), d_bytes(form.bytes()), d_layout(form) {}
 
     void print() {
-        markup("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\" ?>");
-        newLine();
-        markup("<configuration");
+        d_layout.beginDocument();
         const Element& root = d_tree.element(0);
-        if (root.firstChild == sd_none) {
-            markup("/>");
-        } else {
-            markup(">");
+        if (root.firstChild != sd_none) {
+            d_layout.markup(">");
             printChildren(root, 1);
-            newLine();
-            lineBreakUnlessPrinted();
-            markup("</configuration>");
         }
-        newLine();
+        d_layout.endDocument(root.firstChild != sd_none);
     }
 
   private:
@@ -449,97 +637,59 @@ class DocumentPrinter {
     }
 
     void printElement(const Element& element, unsigned level) {
-        if (d_lineFeedInText) {
-            d_lineFeedInText = false;
-        } else {
-            if (level == 1) {
-                newLine();
-            }
-            newLine();
-        }
-        indent(level);
-        markup("<");
+        d_layout.openElement(level);
         d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
         if (element.isSetting) {
-            printValue(element);
+            d_layout.settingValue(element);
         } else {
-            markup(">");
+            d_layout.markup(">");
         }
-        const uint64_t linesBefore = d_lines;
+        const uint64_t linesAtStart = d_layout.lines();
         printChildren(element, level + 1);
-        if (d_lines != linesBefore) {
-            lineBreakUnlessPrinted();
-            indent(level);
-        }
-        markup("</");
-        if (element.isSetting) {
-            markup("setting");
-        } else {
-            d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
-        }
-        markup(">");
-    }
-
-    // The value text is pooled with the start tag, except Base64, for which room is left (it
-    // holds neither markup nor whitespace only, so it is written as it is).
-    void printValue(const Element& element) {
-        d_lineFeedInText = element.lineFeedInText;
-        d_whiteSpaceAfterLineFeed = element.whiteSpaceAfterLineFeed;
-        if (element.binary == nullptr) {
-            return;
-        }
-        d_form.noteBinary(d_bytes.size(), *element.binary);
-        d_bytes.extend(xmlBase64Length(element.binaryLength));
-    }
-
-    void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
-
-    void newLine() {
-        d_bytes.put('\n');
-        ++d_lines;
-    }
-
-    // Before an end tag: a line break, unless a text has just printed one.
-    void lineBreakUnlessPrinted() {
-        if (d_lineFeedInText) {
-            d_lineFeedInText = false;
-        } else {
-            newLine();
-        }
-    }
-
-    void indent(unsigned level) {
-        if (d_whiteSpaceAfterLineFeed != 0) {
-            const size_t printed = d_whiteSpaceAfterLineFeed / 2;
-            d_whiteSpaceAfterLineFeed = 0;
-            level = printed < level ? level - static_cast<unsigned>(printed) : 0;
-        }
-        std::memset(d_bytes.extend(2 * size_t(level)), ' ', 2 * size_t(level));
+        d_layout.closeElement(
+            level, linesAtStart,
+            element.isSetting
+                ? std::string_view("setting")
+                : std::string_view(reinterpret_cast<const char*>(d_tree.poolBytes(element)),
+                                   element.poolLength));
     }
 
     const DocumentTree& d_tree;
-    KeptForm& d_form;
     FormBuffer& d_bytes;
-    uint64_t d_lines = 0;
-    bool d_lineFeedInText = false;
-    size_t d_whiteSpaceAfterLineFeed = 0;
+    Layout d_layout;
 };
+
+// Walks the settings into `tree`; throws when a name or value holds a character XML 1.0 cannot
+// carry, which the serializer met only once the whole tree was built.
+void walk(const SettingOrder::Entries& entries, KeptForm& form, DocumentTree& tree) {
+    forEachInOrder(entries, [&](std::string_view path, ISetting& setting) {
+        form.noteSetting(setting);
+        tree.add(path, setting);
+    });
+    if (tree.holdsUnwritableCharacter()) {
+        recordFailure("path '", Excerpt(tree.firstUnwritable()),
+                      "': the name or value holds a character XML 1.0 cannot carry");
+        throw IConfigurationSet::serializationFailureException;
+    }
+}
 
 }  // namespace
 
+// Nearly every set is printed as the walk goes; a set whose paths lead back into a closed element
+// is walked again into a whole tree, which is then printed.
 void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form) {
     try {
-        DocumentTree tree;
-        forEachInOrder(entries, [&](std::string_view path, ISetting& setting) {
-            form.noteSetting(setting);
-            tree.add(path, setting);
-        });
-
-        if (tree.holdsUnwritableCharacter()) {
-            recordFailure("path '", Excerpt(tree.firstUnwritable()),
-                          "': the name or value holds a character XML 1.0 cannot carry");
-            throw IConfigurationSet::serializationFailureException;
+        try {
+            DocumentStream stream(form);
+            DocumentTree tree(&stream);
+            walk(entries, form, tree);
+            stream.finish();
+            return;
+        } catch (const OutOfDocumentOrder&) {
+            form.restartBuild();
         }
+        DocumentTree tree(nullptr);
+        walk(entries, form, tree);
         DocumentPrinter(tree, form).print();
     } catch (const OutOfMemoryException&) {
         throw std::bad_alloc();

@@ -397,6 +397,10 @@ TEST(XMLWriter, BranchesAreNestedIndentedSharedAndSplitByTheWalksRules) {
         {{"\xfe/x", "\xff/y"},
          "\n  <\xef\xbf\xbd>\n    " + s("x", "0") + "\n    " + s("y", "1") +
              "\n  </\xef\xbf\xbd>\n"},
+        // Back into a setting element that a later sibling has followed.
+        {{"a/k", "a/m/z", "a/setting/x"},
+         "\n  <a>\n    <setting name=\"k\" type=\"int32\">0\n      " + s("x", "2") +
+             "\n    </setting>\n    <m>\n      " + s("z", "1") + "\n    </m>\n  </a>\n"},
         {{"a/p", "a/q", "a/setting/b/x", "a/setting/b/y"},
          "\n  <a>\n    " + s("p", "0") + "\n    " + s("q", "1") + newBranch + s("x", "2") +
              branchEnd + newBranch + s("y", "3") + branchEnd + "\n  </a>\n"},

@@ -57,6 +57,12 @@ class KeptForm : private SharedFlag::ChangeListener {
     // leaves its bytes unwritten; writeBinaries writes them.
     void noteBinary(size_t offset, ISetting& setting);
 
+    // For writers: drops what the build has written and noted so far, to write the form afresh.
+    void restartBuild() {
+        d_bytes.truncate(0);
+        d_binaries.clear();
+    }
+
     // True when a form is kept and nothing changed since it was built.
     bool isCurrent() const;
 
