@@ -146,13 +146,18 @@ struct SameName {
     }
 };
 
-// One element of the document. Its pool bytes are a branch element's tag name, or what follows
-// "<" of a setting element up to the end of its value text; a binary value is not pooled: the
-// printer leaves room for its Base64 text, written when the form is handed out.
-struct Element {
+// Where an element stands in the document's tree, kept for every element while the walk goes on.
+struct Node {
     uint32_t firstChild = sd_none;
     uint32_t lastChild = sd_none;
     uint32_t nextSibling = sd_none;
+    SameName settingChildren;
+};
+
+// What an element prints. Its bytes are a branch element's tag name, or what follows "<" of a
+// setting element up to the end of its value text; a binary value's Base64 text is not among
+// them: room is left for it, written when the form is handed out.
+struct Element {
     bool isSetting = false;
     bool lineFeedInText = false;         // the value text is whitespace with a line break
     size_t whiteSpaceAfterLineFeed = 0;  // from the last line break to the end of that text
@@ -160,7 +165,6 @@ struct Element {
     size_t poolLength = 0;
     ISetting* binary = nullptr;
     size_t binaryLength = 0;
-    SameName settingChildren;
 };
 
 // The serializer's layout, written into the form: a line break and two spaces per level before
@@ -351,7 +355,10 @@ class DocumentTree : public XMLFormatTarget {
                       &d_formatterMemory),
           d_escapes(AsciiEscapes::instance()),
           d_stream(stream) {
-        d_elements.emplace_back();
+        d_nodes.emplace_back();
+        if (d_stream == nullptr) {
+            d_elements.emplace_back();
+        }
     }
 
     // A name or text that XML 1.0 cannot carry was met. The serializer meets it only once the
@@ -399,13 +406,10 @@ class DocumentTree : public XMLFormatTarget {
                     &AsciiEscapes::Escaped::plainInText, XMLFormatter::CharEscapes);
         }
         element.poolLength = d_bytes.size() - element.poolStart;
-        const uint32_t index = append(parent, element);
-        d_elements[parent].settingChildren.add(index);
-        if (d_stream != nullptr) {
-            d_stream->opened(index, element);
-        }
+        d_nodes[parent].settingChildren.add(append(parent, element));
     }
 
+    const Node& node(uint32_t index) const { return d_nodes[index]; }
     const Element& element(uint32_t index) const { return d_elements[index]; }
     const unsigned char* poolBytes(const Element& element) const {
         return d_bytes.data() + element.poolStart;
@@ -497,34 +501,38 @@ class DocumentTree : public XMLFormatTarget {
         branch.poolLength = d_bytes.size() - branch.poolStart;
         const uint32_t index = append(parent, branch);
         sameName.add(index);
-        if (d_stream != nullptr) {
-            d_stream->opened(index, d_elements[index]);
-        }
         return index;
     }
 
     SameName& childrenNamed(uint32_t parent, Unicode tag) {
         if (tag == sd_settingTag) {
-            return d_elements[parent].settingChildren;
+            return d_nodes[parent].settingChildren;
         }
         d_key.assign(reinterpret_cast<const char16_t*>(&parent), sizeof parent / sizeof(char16_t));
         d_key.append(tag);
         return d_branches[d_key];
     }
 
+    // Makes `child` the last child of `parent`: printed by the stream now, or kept for the
+    // printer.
     uint32_t append(uint32_t parent, const Element& child) {
-        if (d_elements.size() >= sd_none) {
+        if (d_nodes.size() >= sd_none) {
             throw std::bad_alloc();
         }
-        const uint32_t index = static_cast<uint32_t>(d_elements.size());
-        d_elements.push_back(child);
-        Element& parentElement = d_elements[parent];
-        if (parentElement.lastChild == sd_none) {
-            parentElement.firstChild = index;
+        const uint32_t index = static_cast<uint32_t>(d_nodes.size());
+        d_nodes.emplace_back();
+        Node& parentNode = d_nodes[parent];
+        if (parentNode.lastChild == sd_none) {
+            parentNode.firstChild = index;
         } else {
-            d_elements[parentElement.lastChild].nextSibling = index;
+            d_nodes[parentNode.lastChild].nextSibling = index;
         }
-        parentElement.lastChild = index;
+        parentNode.lastChild = index;
+        if (d_stream != nullptr) {
+            d_stream->opened(index, child);
+        } else {
+            d_elements.push_back(child);
+        }
         return index;
     }
 
@@ -593,9 +601,12 @@ class DocumentTree : public XMLFormatTarget {
 
     void pool(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
 
-    std::deque<Element> d_elements;  // a deque, so that references survive appending
-    FormBuffer d_pool;               // the tree's own, when no stream prints as it goes
-    FormBuffer& d_bytes;             // where the elements' bytes go
+    // Deques, so that references survive appending. The elements are kept only for the printer,
+    // when no stream prints them as they come.
+    std::deque<Node> d_nodes;
+    std::deque<Element> d_elements;
+    FormBuffer d_pool;    // the tree's own, when no stream prints as it goes
+    FormBuffer& d_bytes;  // where the elements' bytes go
     // The formatter's own memory: Xerces-C's formatter leaks what it had built when memory runs
     // out inside its constructor, and this hands all of it back when the tree is abandoned.
     XMLParserMemory d_formatterMemory;
@@ -620,7 +631,7 @@ class DocumentPrinter {
 
     void print() {
         d_layout.beginDocument();
-        const Element& root = d_tree.element(0);
+        const Node& root = d_tree.node(0);
         if (root.firstChild != sd_none) {
             d_layout.markup(">");
             printChildren(root, 1);
@@ -629,14 +640,15 @@ class DocumentPrinter {
     }
 
   private:
-    void printChildren(const Element& parent, unsigned level) {
+    void printChildren(const Node& parent, unsigned level) {
         for (uint32_t child = parent.firstChild; child != sd_none;
-             child = d_tree.element(child).nextSibling) {
-            printElement(d_tree.element(child), level);
+             child = d_tree.node(child).nextSibling) {
+            printElement(child, level);
         }
     }
 
-    void printElement(const Element& element, unsigned level) {
+    void printElement(uint32_t index, unsigned level) {
+        const Element& element = d_tree.element(index);
         d_layout.openElement(level);
         d_bytes.putBytes(d_tree.poolBytes(element), element.poolLength);
         if (element.isSetting) {
@@ -645,7 +657,7 @@ class DocumentPrinter {
             d_layout.markup(">");
         }
         const uint64_t linesAtStart = d_layout.lines();
-        printChildren(element, level + 1);
+        printChildren(d_tree.node(index), level + 1);
         d_layout.closeElement(
             level, linesAtStart,
             element.isSetting
