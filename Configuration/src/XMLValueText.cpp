@@ -166,7 +166,7 @@ bool XMLValueTextWriter::formatScalar(const ISetting& setting) {
     return true;
 }
 
-// Strings, wide strings and binary buffers, as wide text.
+// Strings and wide strings, as wide text.
 void XMLValueTextWriter::formatText(ISetting& setting) {
     switch (setting.getType()) {
         case ISetting::stringType: {
@@ -180,10 +180,8 @@ void XMLValueTextWriter::formatText(ISetting& setting) {
             d_wide = *value;
             return;
         }
-        case ISetting::binaryType:
-            return widenBinary(setting);
         default:
-            return;  // a type outside the fourteen has empty text
+            return;  // binary buffers and types outside the fourteen have empty text
     }
 }
 
@@ -193,23 +191,6 @@ void XMLValueTextWriter::widenMultibyte(const char* text, size_t length) {
     d_wide.assign(length, L'\0');
     const size_t converted = std::mbstowcs(&d_wide[0], text, length);
     d_wide.resize(converted != static_cast<size_t>(-1) ? converted : std::wcslen(d_wide.c_str()));
-}
-
-// Base64 as Xerces-C encodes it (lines broken by line feeds); an empty buffer has empty text.
-void XMLValueTextWriter::widenBinary(ISetting& setting) {
-    unsigned char* binary = nullptr;
-    size_t length = 0;
-    setting.getBinaryBuffer(&binary, &length);
-    if (length == 0) {
-        return;
-    }
-    XMLSize_t encodedLength = 0;
-    const XercesBuffer<XMLByte> encoded(
-        xercesc::Base64::encode(binary, length, &encodedLength, XMLPlatformUtils::fgMemoryManager));
-    if (encoded == nullptr) {
-        throw IConfigurationSet::serializationFailureException;
-    }
-    widenMultibyte(reinterpret_cast<const char*>(encoded.get()), encodedLength);
 }
 
 // The bytes of the locale's multibyte encoding, up to a NUL or the first character that the

@@ -4,6 +4,8 @@
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/util/Base64.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLString.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -18,6 +20,21 @@ using namespace com::orvandel;
 using namespace com::orvandel::configuration;
 
 namespace {
+
+// Base64 as Xerces-C encodes it (lines broken by line feeds), read through the writable accessor
+// as the writer reads it; an empty buffer has empty text.
+std::string base64Text(ISetting& setting) {
+    unsigned char* binary = nullptr;
+    size_t length = 0;
+    setting.getBinaryBuffer(&binary, &length);
+    if (length == 0) {
+        return std::string();
+    }
+    XMLSize_t encodedLength = 0;
+    const XercesBuffer<XMLByte> encoded(
+        Base64::encode(binary, length, &encodedLength, XMLPlatformUtils::fgMemoryManager));
+    return std::string(reinterpret_cast<const char*>(encoded.get()), encodedLength);
+}
 
 // Narrow text (Xerces-C's local code page) as Xerces-C's UTF-16.
 XercesBuffer<XMLCh> unicode(const std::string& text) {
@@ -70,7 +87,8 @@ void addSetting(DOMDocument& document, XMLValueTextWriter& values, const std::st
     DOMElement* element = document.createElement(u"setting");
     parent->appendChild(element);
     element->setAttribute(u"name", unicode(path.substr(lastSlash + 1)).get());
-    const std::string& text = values.valueText(setting);
+    const std::string text =
+        setting.getType() == ISetting::binaryType ? base64Text(setting) : values.valueText(setting);
     element->setAttribute(u"type", xmlTypeKeywordUnicode(setting.getType()));
     element->appendChild(document.createTextNode(unicode(text).get()));
 }

@@ -30,7 +30,8 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 // Makes the value texts of one document. Numbers and booleans are formatted in the classic
 // conventions (decimal integers, floating-point values widened to double in
 // scientific notation with 53 digits after the point, booleans by name), strings are widened
-// with the C library's multibyte conversion, binary buffers become Base64. Every text is then
+// with the C library's multibyte conversion (the XML writer writes binary values' Base64 text
+// itself). Every text is then
 // converted to the multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at
 // the first character that the locale cannot represent; under the "C" locale the conversions
 // are those of "C.UTF-8", so that no text is cut. One writer serves a whole document, so that
@@ -38,8 +39,7 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 class XMLValueTextWriter {
   public:
     // The value text of setting, in the current locale's multibyte encoding; borrowed, valid
-    // until the next call. A binary setting is read through getBinaryBuffer, which raises its
-    // modified flag. A type outside the fourteen has empty text.
+    // until the next call. A binary setting and a type outside the fourteen have empty text.
     const std::string& valueText(ISetting& setting);
 
   private:
@@ -52,7 +52,6 @@ class XMLValueTextWriter {
     bool formatScalar(const ISetting& setting);
     void formatText(ISetting& setting);
     void widenMultibyte(const char* text, size_t length);
-    void widenBinary(ISetting& setting);
     void narrowWide();
 
     // The character conversions the value texts use: the calling thread's own, or "C.UTF-8"
