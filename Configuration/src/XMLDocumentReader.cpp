@@ -308,7 +308,9 @@ class XMLDocumentReader::Handler : public DefaultHandler {
     // reason", and with the value, "(type 'T', text 'X')".
     void recordSettingFailure(const char* reason, bool withValue) noexcept {
         try {
-            const std::string path = !d_hasName ? d_path + "?" : d_path.empty() ? "/" + d_name : d_path + d_name;
+            const std::string path = !d_hasName       ? d_path + "?"
+                                     : d_path.empty() ? "/" + d_name
+                                                      : d_path + d_name;
             if (!withValue) {
                 return recordFailure(d_settingPlace, "path '", Excerpt(path), "': ", reason);
             }
@@ -421,6 +423,7 @@ void XMLDocumentReader::read(const unsigned char* in, size_t length, Target& tar
     } catch (...) {
         d_handler->end();
         target.forgetCreated();
+        discardParser();
         throw;
     }
     const std::exception_ptr failure = d_handler->end();
@@ -494,6 +497,15 @@ void XMLDocumentReader::parse(const unsigned char* in, size_t length, Target& ta
 
 void XMLDocumentReader::abandonParser() {
     d_parser.release();
+    d_memory.releaseAll();
+}
+
+// Xerces-C loses memory on some of its error paths (its DTD scanner, for one, loses the parts of
+// a content model it could not finish), which would stay in d_memory for the set's whole life,
+// read after failed read. So a read that fails destroys its parser and hands back whatever is
+// left of the parser's memory; the next read builds a new parser.
+void XMLDocumentReader::discardParser() {
+    d_parser.reset();
     d_memory.releaseAll();
 }
 

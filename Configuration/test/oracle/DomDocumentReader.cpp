@@ -11,6 +11,7 @@
 #include <xercesc/util/XMLString.hpp>
 
 #include <orvandel/configuration/internal/XMLDocumentReader.h>
+#include <orvandel/configuration/internal/XMLParserMemory.h>
 #include <orvandel/configuration/internal/XMLValueText.h>
 #include <orvandel/configuration/internal/XercesHolders.h>
 
@@ -65,9 +66,11 @@ DomReadingSet::DomReadingSet() {
 void DomReadingSet::unserialize(const unsigned char* in, size_t inLength) {
     SettingMap read;
     {
+        // Xerces-C loses memory on some error paths; its own pool hands it back at the end.
+        XMLParserMemory memory;
         SecurityManager security;
         security.setEntityExpansionLimit(100);
-        XercesDOMParser parser;
+        XercesDOMParser parser(nullptr, &memory);
         parser.setSecurityManager(&security);
         parser.setDisableDefaultEntityResolution(true);
         parser.setLoadExternalDTD(false);

@@ -22,7 +22,7 @@ namespace orvandel {
 namespace configuration {
 
 // One reader serves one set for its whole life, so that Xerces-C's parser is built once and
-// reused by every read. Not reentrant; one thread at a time, like the set.
+// reused by every read that succeeds. Not reentrant; one thread at a time, like the set.
 class XMLDocumentReader {
   public:
     // What a read builds its settings into.
@@ -70,6 +70,7 @@ class XMLDocumentReader {
     void parse(const unsigned char* in, size_t length, Target& target, XMLValueTextReader& values);
     void createParser();
     void abandonParser();
+    void discardParser();
 
     xercesc::XMLTranscoder& d_wideTranscoder;
     std::unique_ptr<Handler> d_handler;
