@@ -28,7 +28,8 @@ namespace configuration {
 //  - bytes written through a binary buffer handed out writable earlier; so a form is built with
 //    room for each binary value and a note of where it stands, and the values are written from
 //    the settings when the form is handed out (reading them through the writable accessor,
-//    exactly as a fresh walk does). A length query, which hands nothing out, never reads them.
+//    exactly as a fresh walk does). A length query, which hands nothing out, never copies or
+//    encodes them.
 // A form is used once: the call that copies it out releases it, and so does the first change
 // after it was built (the form listens to the flag), so a set holds a second copy of its data
 // only between a length query and the call that follows.
