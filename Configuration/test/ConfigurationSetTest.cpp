@@ -2,7 +2,14 @@
 // flag a setting raises, and the paths it lends. (The model test covers the rest.)
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <random>
 #include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <orvandel/configuration/IConfigurationSetFactory.h>
+#include <orvandel/configuration/internal/SettingOrder.h>
 
 #include "ForeignSetting.h"
 #include "TestSupport.h"
@@ -84,6 +91,39 @@ TEST(ConfigurationSet, ASettingRaisesTheFlagOfTheSetThatInsertedItLastAndARefuse
     unsigned char* writable = nullptr;
     setting->getBinaryBuffer(&writable, &length);
     EXPECT_TRUE(last->checkModified());
+}
+
+// A large map is walked in parts side by side, split between paths made up for the purpose; the
+// parts must join into exactly the map's own order whatever the paths: long shared prefixes,
+// empty paths, NUL and 0xff bytes, paths that begin other paths.
+TEST(SettingOrder, ALargeMapComesOutInTheMapsOwnOrder) {
+    std::mt19937 random(20261123);
+    const std::vector<std::function<std::string(size_t)>> shapes = {
+        [](size_t i) { return "section" + std::to_string(i % 97) + "/key" + std::to_string(i); },
+        [](size_t i) { return std::string(40, 'a') + std::to_string(i); },
+        [&random](size_t) {
+            std::string path(random() % 12, '\0');
+            for (char& byte : path) {
+                byte = static_cast<char>(random() % 3 == 0 ? 0xff : random() % 3);
+            }
+            return path;
+        },
+    };
+    for (const auto& shape : shapes) {
+        SettingMap settings;
+        for (size_t i = 0; i < 20000; ++i) {
+            settings.emplace(shape(i), getConfigurationSetFactory()->createSetting());
+        }
+        SettingOrder order;
+        const SettingOrder::Entries& entries = order.of(settings);
+        ASSERT_EQ(settings.size(), entries.size());
+        size_t at = 0;
+        for (const SettingMap::value_type& entry : settings) {
+            ASSERT_EQ(entry.first.data(), entries[at].path.data()) << at;
+            ASSERT_EQ(entry.second.operator->(), entries[at].setting) << at;
+            ++at;
+        }
+    }
 }
 
 }  // namespace
