@@ -21,7 +21,6 @@
 
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
-#include <xercesc/util/Base64.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLChar.hpp>
@@ -48,9 +47,26 @@ constexpr uint32_t sd_none = UINT32_MAX;
 constexpr Unicode sd_settingTag = u"setting";
 
 // Base64::encode breaks its text into lines of 15 quads (45 bytes, 60 characters), each ending
-// in a line feed, so encoding whole lines at a time gives the same text as encoding at once.
+// in a line feed.
 constexpr size_t sd_base64LineBytes = 45;
-constexpr size_t sd_base64ChunkBytes = sd_base64LineBytes * 1024;
+
+// The length of the prefix that `a` and `b` share, compared eight bytes at a time: consecutive
+// paths share most of their bytes.
+size_t commonPrefixLength(std::string_view a, std::string_view b) {
+    const size_t length = std::min(a.size(), b.size());
+    size_t at = 0;
+    for (uint64_t wordA = 0, wordB = 0; length - at >= sizeof wordA; at += sizeof wordA) {
+        std::memcpy(&wordA, a.data() + at, sizeof wordA);
+        std::memcpy(&wordB, b.data() + at, sizeof wordB);
+        if (wordA != wordB) {
+            break;
+        }
+    }
+    while (at < length && a[at] == b[at]) {
+        ++at;
+    }
+    return at;
+}
 
 // Narrow text (the set's paths, value texts in the locale's encoding) as Xerces-C's UTF-16,
 // exactly as XMLString::transcode turns it, up to the first NUL. ASCII is widened directly; it
@@ -90,9 +106,9 @@ class AsciiEscapes : public XMLFormatTarget {
         std::string attribute;
         std::string text;
         bool allowed;
-        bool plainInAttribute;  // written as itself
-        bool plainInText;
     };
+    // Whether each byte is an ASCII character written as itself; false for every other byte.
+    using Plain = bool[0x100];
 
     static const AsciiEscapes& instance() {
         static const AsciiEscapes escapes;
@@ -100,6 +116,8 @@ class AsciiEscapes : public XMLFormatTarget {
     }
 
     const Escaped& of(unsigned char character) const { return d_escaped[character]; }
+    const Plain& plainInAttribute() const { return d_plainInAttribute; }
+    const Plain& plainInText() const { return d_plainInText; }
 
     void writeChars(const XMLByte* const toWrite, const XMLSize_t count,
                     XMLFormatter* const) override {
@@ -116,8 +134,8 @@ class AsciiEscapes : public XMLFormatTarget {
             escaped.attribute = formatted(formatter, character, XMLFormatter::AttrEscapes);
             escaped.text = formatted(formatter, character, XMLFormatter::CharEscapes);
             const std::string itself(1, static_cast<char>(character));
-            escaped.plainInAttribute = escaped.allowed && escaped.attribute == itself;
-            escaped.plainInText = escaped.allowed && escaped.text == itself;
+            d_plainInAttribute[character] = escaped.allowed && escaped.attribute == itself;
+            d_plainInText[character] = escaped.allowed && escaped.text == itself;
         }
     }
 
@@ -129,6 +147,8 @@ class AsciiEscapes : public XMLFormatTarget {
     }
 
     Escaped d_escaped[0x80];
+    Plain d_plainInAttribute = {};
+    Plain d_plainInText = {};
     std::string d_written;
 };
 
@@ -234,7 +254,7 @@ class Layout {
         markup(">");
     }
 
-    void markup(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
+    void markup(std::string_view text) { d_bytes.putBytes(text.data(), text.size()); }
 
   private:
     void newLine() {
@@ -388,7 +408,7 @@ class DocumentTree : public XMLFormatTarget {
         element.poolStart = d_bytes.size();
         pool("setting name=\"");
         escaped(path.data() + nameStart, path.size() - nameStart, &AsciiEscapes::Escaped::attribute,
-                &AsciiEscapes::Escaped::plainInAttribute, XMLFormatter::AttrEscapes);
+                d_escapes.plainInAttribute(), XMLFormatter::AttrEscapes);
         pool("\" type=\"");
         pool(xmlTypeKeyword(setting.getType()));
         pool("\">");
@@ -400,10 +420,10 @@ class DocumentTree : public XMLFormatTarget {
             element.binary = &setting;
             element.binaryLength = length;
         } else {
-            const std::string& text = d_values.valueText(setting);
+            const std::string_view text = d_values.valueText(setting);
             noteWhiteSpace(text, element);
-            escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text,
-                    &AsciiEscapes::Escaped::plainInText, XMLFormatter::CharEscapes);
+            escaped(text.data(), text.size(), &AsciiEscapes::Escaped::text, d_escapes.plainInText(),
+                    XMLFormatter::CharEscapes);
         }
         element.poolLength = d_bytes.size() - element.poolStart;
         d_nodes[parent].settingChildren.add(append(parent, element));
@@ -472,10 +492,7 @@ class DocumentTree : public XMLFormatTarget {
 
     // The levels of the last walk that path goes through in the same way.
     size_t sharedLevels(std::string_view path, size_t branchEnd) const {
-        const size_t common =
-            std::mismatch(path.begin(), path.end(), d_previousPath.begin(), d_previousPath.end())
-                .first -
-            path.begin();
+        const size_t common = commonPrefixLength(path, d_previousPath);
         size_t shared = 0;
         while (shared < d_walk.size() && d_walk[shared].unique && d_walk[shared].end <= common &&
                d_walk[shared].end - 1 <= branchEnd) {
@@ -538,7 +555,7 @@ class DocumentTree : public XMLFormatTarget {
 
     // A text that is all whitespace and holds a line break: the serializer remembers that it
     // printed one, and how much follows it.
-    static void noteWhiteSpace(const std::string& text, Element& element) {
+    static void noteWhiteSpace(std::string_view text, Element& element) {
         const bool allSpaces = std::all_of(text.begin(), text.end(), [](char c) {
             return c == ' ' || c == '\t' || c == '\n' || c == '\r';
         });
@@ -546,10 +563,10 @@ class DocumentTree : public XMLFormatTarget {
             return;
         }
         size_t lineFeed = text.rfind('\n');
-        if (lineFeed == std::string::npos) {
+        if (lineFeed == std::string_view::npos) {
             lineFeed = text.rfind('\r');
         }
-        if (lineFeed != std::string::npos) {
+        if (lineFeed != std::string_view::npos) {
             element.lineFeedInText = true;
             element.whiteSpaceAfterLineFeed = text.size() - lineFeed;
         }
@@ -559,13 +576,12 @@ class DocumentTree : public XMLFormatTarget {
     // the formatter's own table (runs of characters written as themselves at once), anything
     // else through the formatter.
     void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
-                 bool AsciiEscapes::Escaped::*plain, XMLFormatter::EscapeFlags escapes) {
+                 const AsciiEscapes::Plain& plain, XMLFormatter::EscapeFlags escapes) {
         length = strnlen(text, length);
         const size_t start = d_bytes.size();
         for (size_t at = 0; at < length;) {
             size_t run = at;
-            while (run < length && static_cast<unsigned char>(text[run]) < 0x80 &&
-                   d_escapes.of(static_cast<unsigned char>(text[run])).*plain) {
+            while (run < length && plain[static_cast<unsigned char>(text[run])]) {
                 ++run;
             }
             d_bytes.putBytes(text + at, run - at);
@@ -599,7 +615,7 @@ class DocumentTree : public XMLFormatTarget {
         d_formatter.formatBuf(text.data(), text.size(), escapes, XMLFormatter::UnRep_CharRef);
     }
 
-    void pool(const char* text) { d_bytes.putBytes(text, std::strlen(text)); }
+    void pool(std::string_view text) { d_bytes.putBytes(text.data(), text.size()); }
 
     // Deques, so that references survive appending. The elements are kept only for the printer,
     // when no stream prints them as they come.
@@ -716,24 +732,34 @@ size_t xmlBase64Length(size_t length) {
     return quads * 4 + lines;
 }
 
+// The text Xerces-C's Base64::encode gives, written in place: Base64 encodes each group of three
+// bytes as four characters of one alphabet, pads a last group of one or two bytes with "=", and
+// breaks the text into lines of 15 groups, each ending in a line feed. Writing it here saves
+// Xerces-C's allocation and a copy for every value, and cannot fail.
 void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) {
-    for (size_t done = 0; done < length;) {
-        const size_t part = std::min(length - done, sd_base64ChunkBytes);
-        XMLSize_t encodedLength = 0;
-        XMLByte* encoded = nullptr;
-        try {
-            encoded = Base64::encode(binary + done, part, &encodedLength,
-                                     XMLPlatformUtils::fgMemoryManager);
-        } catch (const OutOfMemoryException&) {
-            throw std::bad_alloc();
+    static constexpr char sd_alphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const auto put = [&to](uint32_t group, int characters) {
+        for (int shift = 18; shift > 18 - 6 * characters; shift -= 6) {
+            *to++ = static_cast<unsigned char>(sd_alphabet[group >> shift & 0x3f]);
         }
-        const XercesBuffer<XMLByte> owned(encoded);
-        if (encoded == nullptr) {
-            throw IConfigurationSet::serializationFailureException;
+    };
+    for (size_t line = 0; line < length; line += sd_base64LineBytes) {
+        const size_t end = std::min(length, line + sd_base64LineBytes);
+        size_t at = line;
+        for (; end - at >= 3; at += 3) {
+            put(uint32_t{binary[at]} << 16 | uint32_t{binary[at + 1]} << 8 | binary[at + 2], 4);
         }
-        std::memcpy(to, encoded, encodedLength);
-        to += encodedLength;
-        done += part;
+        if (at < end) {
+            const bool two = end - at == 2;
+            put(uint32_t{binary[at]} << 16 | (two ? uint32_t{binary[at + 1]} << 8 : 0),
+                two ? 3 : 2);
+            *to++ = '=';
+            if (!two) {
+                *to++ = '=';
+            }
+        }
+        *to++ = '\n';
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <langinfo.h>
 #include <locale.h>
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
@@ -101,9 +102,13 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type) {
     return false;
 }
 
-const std::string& XMLValueTextWriter::valueText(ISetting& setting) {
+std::string_view XMLValueTextWriter::valueText(ISetting& setting) {
     if (formatNumber(setting)) {
         return d_narrow;
+    }
+    std::string_view ascii;
+    if (asciiString(setting, &ascii)) {
+        return ascii;
     }
     const CtypeForText::Use ctype(d_ctype);
     d_wide.clear();
@@ -146,6 +151,24 @@ bool XMLValueTextWriter::formatNumber(const ISetting& setting) {
         default:
             return false;
     }
+}
+
+// A string of ASCII characters comes back from the multibyte conversions as it is, up to its
+// first NUL, in every locale (each encoding a locale can have writes ASCII as ASCII), so it is
+// taken as it is, without converting it twice.
+bool XMLValueTextWriter::asciiString(const ISetting& setting, std::string_view* text) {
+    if (setting.getType() != ISetting::stringType) {
+        return false;
+    }
+    const std::string* value = nullptr;
+    setting.getValue(&value);
+    const std::string_view untilNul(value->c_str());
+    if (!std::all_of(untilNul.begin(), untilNul.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        return false;
+    }
+    *text = untilNul;
+    return true;
 }
 
 // Integers narrower than int are shown as numbers, not characters; a float is shown widened to

@@ -87,8 +87,9 @@ void addSetting(DOMDocument& document, XMLValueTextWriter& values, const std::st
     DOMElement* element = document.createElement(u"setting");
     parent->appendChild(element);
     element->setAttribute(u"name", unicode(path.substr(lastSlash + 1)).get());
-    const std::string text =
-        setting.getType() == ISetting::binaryType ? base64Text(setting) : values.valueText(setting);
+    const std::string text = setting.getType() == ISetting::binaryType
+                                 ? base64Text(setting)
+                                 : std::string(values.valueText(setting));
     element->setAttribute(u"type", xmlTypeKeywordUnicode(setting.getType()));
     element->appendChild(document.createTextNode(unicode(text).get()));
 }

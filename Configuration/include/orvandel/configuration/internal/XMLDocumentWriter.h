@@ -28,7 +28,8 @@ void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form);
 // lines of 60 characters, each ending in a line feed.
 size_t xmlBase64Length(size_t length);
 
-// Writes the Base64 text of `length` bytes at `to`, exactly xmlBase64Length(length) bytes.
+// Writes the Base64 text of `length` bytes at `to`, exactly xmlBase64Length(length) bytes, as
+// Xerces-C's Base64::encode writes it. Throws nothing.
 void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to);
 
 }  // namespace configuration

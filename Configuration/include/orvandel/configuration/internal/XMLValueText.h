@@ -8,6 +8,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 #include <xercesc/util/TransService.hpp>
 
@@ -39,8 +40,9 @@ bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 class XMLValueTextWriter {
   public:
     // The value text of setting, in the current locale's multibyte encoding; borrowed, valid
-    // until the next call. A binary setting and a type outside the fourteen have empty text.
-    const std::string& valueText(ISetting& setting);
+    // until the next call and while the setting keeps its value. A binary setting and a type
+    // outside the fourteen have empty text.
+    std::string_view valueText(ISetting& setting);
 
   private:
     // Enough for any integer, and for a double in scientific notation with 53 digits after the
@@ -48,6 +50,7 @@ class XMLValueTextWriter {
     static constexpr size_t sd_numberTextCapacity = 96;
 
     bool formatNumber(const ISetting& setting);
+    bool asciiString(const ISetting& setting, std::string_view* text);
     template <class Stored>
     bool formatScalar(const ISetting& setting);
     void formatText(ISetting& setting);
