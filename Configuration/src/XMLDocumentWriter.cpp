@@ -577,7 +577,6 @@ class DocumentTree : public XMLFormatTarget {
     // else through the formatter.
     void escaped(const char* text, size_t length, std::string AsciiEscapes::Escaped::*ascii,
                  const AsciiEscapes::Plain& plain, XMLFormatter::EscapeFlags escapes) {
-        length = strnlen(text, length);
         const size_t start = d_bytes.size();
         for (size_t at = 0; at < length;) {
             size_t run = at;
@@ -585,7 +584,7 @@ class DocumentTree : public XMLFormatTarget {
                 ++run;
             }
             d_bytes.putBytes(text + at, run - at);
-            if (run == length) {
+            if (run == length || text[run] == '\0') {
                 return;
             }
             const unsigned char character = static_cast<unsigned char>(text[run]);

@@ -2,7 +2,6 @@
 
 #include <langinfo.h>
 #include <locale.h>
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
@@ -162,12 +161,13 @@ bool XMLValueTextWriter::asciiString(const ISetting& setting, std::string_view* 
     }
     const std::string* value = nullptr;
     setting.getValue(&value);
-    const std::string_view untilNul(value->c_str());
-    if (!std::all_of(untilNul.begin(), untilNul.end(),
-                     [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
-        return false;
+    size_t length = 0;
+    for (; length < value->size() && (*value)[length] != '\0'; ++length) {
+        if (static_cast<unsigned char>((*value)[length]) >= 0x80) {
+            return false;
+        }
     }
-    *text = untilNul;
+    *text = std::string_view(value->data(), length);
     return true;
 }
 
