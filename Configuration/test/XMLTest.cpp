@@ -482,6 +482,8 @@ TEST(XMLWriter, ValueTextsAreExactInEveryLocale) {
         {makeSetting(ISetting::stringType, std::string("a<b&c>\"'")), "a&lt;b&amp;c&gt;\"'"},
         {makeSetting(ISetting::stringType, std::string("ab\0cd", 5)), "ab", false},
         {makeSetting(ISetting::stringType, utf8), utf8},
+        // Cut at the first byte the locale's encoding cannot convert.
+        {makeSetting(ISetting::stringType, std::string("ok\x80\x41")), "ok", false},
         {makeSetting(ISetting::stringType, std::string(" a\t")), " a\t"},
         {makeSetting(ISetting::unicodeString, std::wstring(L"ab\u00e9z\U0001F600")), utf8},
         {makeSetting(ISetting::stringType, std::string()), "", false},
