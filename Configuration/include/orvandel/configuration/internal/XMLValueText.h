@@ -29,14 +29,14 @@ const XMLCh* xmlTypeKeywordUnicode(ISetting::Type type);
 bool xmlTypeFromKeyword(const char* keyword, ISetting::Type* type);
 
 // Makes the value texts of one document. Numbers and booleans are formatted in the classic
-// conventions (decimal integers, floating-point values widened to double in
-// scientific notation with 53 digits after the point, booleans by name), strings are widened
-// with the C library's multibyte conversion (the XML writer writes binary values' Base64 text
-// itself). Every text is then
-// converted to the multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or at
-// the first character that the locale cannot represent; under the "C" locale the conversions
-// are those of "C.UTF-8", so that no text is cut. One writer serves a whole document, so that
-// its stream and its choice of conversion are set up once.
+// conventions (decimal integers, floating-point values widened to double in scientific notation
+// with 53 digits after the point, booleans by name), strings are widened with the C library's
+// multibyte conversion (the XML writer writes binary values' Base64 text itself). Every text is
+// then converted to the multibyte encoding of the current LC_CTYPE locale, stopping at a NUL or
+// at the first character that the locale cannot represent; under the "C" locale the conversions
+// are those of "C.UTF-8", so that no text is cut. A string of ASCII characters, which both
+// conversions give back unchanged, is taken as it is. One writer serves a whole document, so
+// that its choice of conversion is made once.
 class XMLValueTextWriter {
   public:
     // The value text of setting, in the current locale's multibyte encoding; borrowed, valid
