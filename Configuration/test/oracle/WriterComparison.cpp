@@ -28,7 +28,7 @@ constexpr size_t sd_validSegments = 11;
 // clang-format off
 const std::string sd_textWords[] = {" ", "\n", "\r", "\t", "a", "<", "&", ">", "\"", "'", "]]>",
     "\xc3\xa9", "\xf0\x9f\x98\x80", "\x7f", "\xc2\x85", "\xed\xa0\x80", "\xef\xbf\xbf", "\xfe",
-    "\0"s, "\x01"};
+    "\x80", "\0"s, "\x01"};
 // clang-format on
 constexpr size_t sd_whitespaceWords = 4;
 const wchar_t sd_wideWords[] = {L' ', L'\n',   L'\r',  L'\t',    L'a',   L'<', L'&',   L'"',
