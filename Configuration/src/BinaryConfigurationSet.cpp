@@ -192,7 +192,7 @@ void BinaryConfigurationSet::buildForm(KeptForm& form) {
 }
 
 void BinaryConfigurationSet::rewriteBinary(unsigned char* at, const unsigned char* binary,
-                                           size_t length) {
+                                           size_t length) noexcept {
     if (length != 0) {
         std::memcpy(at, binary, length);
     }

@@ -12,9 +12,7 @@ void ConfigurationSet::buildForm(KeptForm&) {
     throw unsupportedException;
 }
 
-void ConfigurationSet::rewriteBinary(unsigned char*, const unsigned char*, size_t) {
-    throw unsupportedException;
-}
+void ConfigurationSet::rewriteBinary(unsigned char*, const unsigned char*, size_t) noexcept {}
 
 // A current form: the kept one when nothing changed since it was built, otherwise a new one.
 void ConfigurationSet::prepareForm() {

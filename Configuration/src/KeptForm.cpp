@@ -50,23 +50,18 @@ void KeptForm::writeBinaries(const BinaryRewriter& rewrite) {
     constexpr size_t sd_settingAhead = 8;
     constexpr size_t sd_bytesAhead = 4;
     d_changes.listenOnce(nullptr);
-    try {
-        const size_t count = d_binaries.size();
-        for (size_t i = 0; i < count; ++i) {
-            if (i + sd_settingAhead < count) {
-                static_cast<const Setting*>(d_binaries[i + sd_settingAhead].setting)->prefetch();
-            }
-            if (i + sd_bytesAhead < count) {
-                static_cast<const Setting*>(d_binaries[i + sd_bytesAhead].setting)->prefetchValue();
-            }
-            unsigned char* binary = nullptr;
-            size_t length = 0;
-            d_binaries[i].setting->getBinaryBuffer(&binary, &length);
-            rewrite(d_bytes.data() + d_binaries[i].offset, binary, length);
+    const size_t count = d_binaries.size();
+    for (size_t i = 0; i < count; ++i) {
+        if (i + sd_settingAhead < count) {
+            static_cast<const Setting*>(d_binaries[i + sd_settingAhead].setting)->prefetch();
         }
-    } catch (...) {
-        release();
-        throw;
+        if (i + sd_bytesAhead < count) {
+            static_cast<const Setting*>(d_binaries[i + sd_bytesAhead].setting)->prefetchValue();
+        }
+        unsigned char* binary = nullptr;
+        size_t length = 0;
+        d_binaries[i].setting->getBinaryBuffer(&binary, &length);
+        rewrite(d_bytes.data() + d_binaries[i].offset, binary, length);
     }
     keep();
 }

@@ -69,7 +69,7 @@ void XMLConfigurationSet::buildForm(KeptForm& form) {
 }
 
 void XMLConfigurationSet::rewriteBinary(unsigned char* at, const unsigned char* binary,
-                                        size_t length) {
+                                        size_t length) noexcept {
     writeXMLBase64(binary, length, at);
 }
 

@@ -735,7 +735,7 @@ size_t xmlBase64Length(size_t length) {
 // bytes as four characters of one alphabet, pads a last group of one or two bytes with "=", and
 // breaks the text into lines of 15 groups, each ending in a line feed. Writing it here saves
 // Xerces-C's allocation and a copy for every value, and cannot fail.
-void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) {
+void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) noexcept {
     static constexpr char sd_alphabet[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const auto put = [&to](uint32_t group, int characters) {

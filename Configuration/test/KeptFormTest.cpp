@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -98,24 +97,6 @@ TEST(KeptForm, IsCurrentFromItsBuildUntilTheNextChangeOrItsUse) {
         }
         EXPECT_FALSE(form.isCurrent());
     }
-}
-
-// A binary value that cannot be written (its Base64 text needs memory) fails the hand-out, and
-// the half-written form is not kept.
-TEST(KeptForm, AValueThatCannotBeWrittenFailsTheHandOutAndDropsTheForm) {
-    const AutoRefCounted<SharedFlag> flag(new SharedFlag(false));
-    const AutoRefCounted<ISetting> blob = testsupport::makeBinarySetting({1, 2});
-    KeptForm form(*flag);
-    form.build([&](KeptForm& kept) {
-        kept.noteBinary(0, *blob);
-        kept.bytes().extend(2);
-    });
-    ASSERT_TRUE(form.isCurrent());
-    EXPECT_THROW(form.writeBinaries(
-                     [](unsigned char*, const unsigned char*, size_t) { throw std::bad_alloc(); }),
-                 std::bad_alloc);
-    EXPECT_FALSE(form.isCurrent());
-    EXPECT_EQ(0u, form.take().size());
 }
 
 }  // namespace

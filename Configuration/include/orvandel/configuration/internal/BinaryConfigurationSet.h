@@ -29,7 +29,8 @@ class BinaryConfigurationSet : public ConfigurationSet {
     ~BinaryConfigurationSet() override = default;
 
     void buildForm(KeptForm& form) override;
-    void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length) override;
+    void rewriteBinary(unsigned char* at, const unsigned char* binary,
+                       size_t length) noexcept override;
 };
 
 }  // namespace configuration

@@ -80,8 +80,10 @@ class ConfigurationSet : public RefCounted<IConfigurationSet> {
     virtual void buildForm(KeptForm& form);
 
     // For formats whose form is built whole: writes the form of a binary value's current bytes
-    // into the room buildForm left for it at `at`.
-    virtual void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length);
+    // into the room buildForm left for it at `at`. A set without a form leaves no room, so the
+    // default is never called.
+    virtual void rewriteBinary(unsigned char* at, const unsigned char* binary,
+                               size_t length) noexcept;
 
     // The length protocol for a form built whole (see KeptForm.h): serves the kept form when it
     // is current, otherwise builds it. A form that fits is copied into `out` and released, and

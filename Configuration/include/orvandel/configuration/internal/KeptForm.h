@@ -37,7 +37,7 @@ class KeptForm : private SharedFlag::ChangeListener {
   public:
     // Writes the current bytes of a binary value into the room left for them at `at`, which is
     // as long as the value's form (a binary buffer cannot be resized without the flag counting
-    // it).
+    // it). Must not throw: the room is there, so writing into it cannot fail.
     using BinaryRewriter =
         std::function<void(unsigned char* at, const unsigned char* binary, size_t length)>;
 
@@ -73,7 +73,7 @@ class KeptForm : private SharedFlag::ChangeListener {
     void build(const std::function<void(KeptForm&)>& build);
 
     // Writes the current bytes of every binary value into the form, which must then be handed
-    // out: called once the form is current, before it is copied or taken.
+    // out: called once the form is current, before it is copied or taken. Throws nothing.
     void writeBinaries(const BinaryRewriter& rewrite);
 
     // The whole form, taken out of the set; nothing is kept.

@@ -51,7 +51,8 @@ class XMLConfigurationSet : public ConfigurationSet {
     ~XMLConfigurationSet() override;
 
     void buildForm(KeptForm& form) override;
-    void rewriteBinary(unsigned char* at, const unsigned char* binary, size_t length) override;
+    void rewriteBinary(unsigned char* at, const unsigned char* binary,
+                       size_t length) noexcept override;
 
   private:
     class ReadTarget;

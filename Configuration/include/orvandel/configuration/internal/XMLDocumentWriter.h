@@ -29,8 +29,8 @@ void writeXMLDocument(const SettingOrder::Entries& entries, KeptForm& form);
 size_t xmlBase64Length(size_t length);
 
 // Writes the Base64 text of `length` bytes at `to`, exactly xmlBase64Length(length) bytes, as
-// Xerces-C's Base64::encode writes it. Throws nothing.
-void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to);
+// Xerces-C's Base64::encode writes it.
+void writeXMLBase64(const unsigned char* binary, size_t length, unsigned char* to) noexcept;
 
 }  // namespace configuration
 }  // namespace orvandel
